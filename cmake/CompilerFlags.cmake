@@ -1,0 +1,37 @@
+# The flags that every target of the project is built with.
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 99)
+set(CMAKE_C_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+option(OVPATCH_SANITIZE "Build with AddressSanitizer and UndefinedBehaviorSanitizer" OFF)
+
+add_library(ovpatch_warnings INTERFACE)
+target_compile_options(ovpatch_warnings INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wformat=2 -Werror)
+
+# The program itself runs without exceptions and without type information; tests may use both.
+add_library(ovpatch_program_flags INTERFACE)
+target_compile_options(ovpatch_program_flags INTERFACE
+  $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti>)
+target_link_libraries(ovpatch_program_flags INTERFACE ovpatch_warnings)
+
+if(OVPATCH_SANITIZE)
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+endif()
+
+# ovpatch_room(<name> SOURCES ... USES <room> ...): the static library of one folder under src/.
+# A room sees the headers of all rooms, but links only those it names, so that an include against the
+# current fails to link.
+function(ovpatch_room name)
+  cmake_parse_arguments(ROOM "" "" "SOURCES;USES" ${ARGN})
+  add_library(ovpatch_${name} STATIC ${ROOM_SOURCES})
+  target_include_directories(ovpatch_${name} PUBLIC ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/include)
+  target_link_libraries(ovpatch_${name} PRIVATE ovpatch_program_flags)
+  foreach(used IN LISTS ROOM_USES)
+    target_link_libraries(ovpatch_${name} PUBLIC ovpatch_${used})
+  endforeach()
+endfunction()

@@ -1,0 +1,38 @@
+// The device's operations, under the device's own names and with 16-bit text.
+//
+// All code above this folder includes this header and no header of the host. `platform_host.h` is taken from
+// posix/ or windows/, as the build chooses; it declares the types, constants, error numbers and operations:
+//
+//   WideCharToMultiByte MultiByteToWideChar GetLastError SetLastError
+//   CreateMutexW WaitForSingleObject ReleaseMutex CloseHandle CreateFileW
+//   LoadLibraryW FreeLibrary
+//   GetFileAttributesW CopyFileW CreateDirectoryW RemoveDirectoryW DeleteFileW
+//   FindFirstFileW FindNextFileW FindClose
+//   GetCurrentProcessId GetCurrentThreadId
+//
+// What the host lacks or spells in another way is declared here and has one name on both hosts.
+#ifndef OVPATCH_PLATFORM_PLATFORM_H
+#define OVPATCH_PLATFORM_PLATFORM_H
+
+#include <cstdio>
+
+#include "platform_host.h"
+
+// The program's entry, defined above this layer. The command line is 16-bit text, without the host's
+// division into arguments; the answer is the exit value of the process.
+int WINAPI WinMain(HINSTANCE instance, HINSTANCE previousInstance, LPWSTR commandLine, int showFlag);
+
+// The entry point that `library` exports under the 16-bit `name`; null when it exports none of that name.
+FARPROC GetProcAddressW(HMODULE library, LPCWSTR name);
+
+namespace platform {
+
+// Opens a file named in device text (8-bit, default code page). `mode` is the C library's ("r", "wb", "at",
+// ...). Null on failure, with the device's number in GetLastError: also for a directory, a read-only file
+// opened for writing, and a path that holds a wildcard or does not fit. The caller ends it with fclose.
+// A file opened for writing from the start ("w") is replaced as a whole when the stream is closed.
+std::FILE* fopen(const char* path, const char* mode);
+
+}  // namespace platform
+
+#endif
