@@ -28,10 +28,16 @@ FARPROC GetProcAddressW(HMODULE library, LPCWSTR name);
 namespace platform {
 
 // Opens a file named in device text (8-bit, default code page). `mode` is the C library's ("r", "wb", "at",
-// ...). Null on failure, with the device's number in GetLastError: also for a directory, a read-only file
-// opened for writing, and a path that holds a wildcard or does not fit. The caller ends it with fclose.
-// A file opened for writing from the start ("w") is replaced as a whole when the stream is closed.
+// ...). Null on failure, with the device's number in GetLastError: also for a directory or anything else that
+// is no regular file (5), a read-only file opened for writing (5), an unknown mode (87), and a path that
+// holds a wildcard (123) or does not fit. The caller ends it with fclose. A file opened for writing from the
+// start ("w") is replaced as a whole when the stream is closed: until then the name shows the old file, and
+// after a failed write fclose answers EOF and the old file stays. fflush brings the text to the file only on
+// the other streams.
 std::FILE* fopen(const char* path, const char* mode);
+
+// Whether fopen(path, "rb") would succeed, at less cost. GetLastError says nothing about the answer.
+bool canOpenForReading(const char* path);
 
 }  // namespace platform
 
