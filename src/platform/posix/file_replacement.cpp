@@ -1,0 +1,104 @@
+#include "platform/posix/file_replacement.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "platform/posix/errors.h"
+
+namespace ovpatch::posix {
+
+namespace {
+
+constexpr mode_t PERMISSIONS = S_IRWXU | S_IRWXG | S_IRWXO;
+
+// Cannot be read without being set, so it is read once.
+mode_t processUmask() {
+    static const mode_t mask = [] {
+        const mode_t current = umask(S_IRWXG | S_IRWXO);
+        umask(current);
+        return current;
+    }();
+    return mask;
+}
+
+bool isOwnedByThisProcess(const struct stat& status) {
+    static const uid_t user = geteuid();
+    static const gid_t group = getegid();
+    return status.st_uid == user && status.st_gid == group;
+}
+
+}  // namespace
+
+bool FileReplacement::inspect(const char* hostPath) {
+    const std::size_t size = std::strlen(hostPath) + 1;
+    if (size > sizeof target_) return fail(ERROR_FILENAME_EXCED_RANGE);
+    std::memcpy(target_, hostPath, size);
+    exists_ = lstat(target_, &status_) == 0;
+    if (!exists_) return errno == ENOENT || failFromErrno();
+    if (S_ISLNK(status_.st_mode) && !resolveLink(hostPath)) return false;
+    if (!S_ISREG(status_.st_mode) || (status_.st_mode & S_IWUSR) == 0) return fail(ERROR_ACCESS_DENIED);
+    return true;
+}
+
+bool FileReplacement::resolveLink(const char* hostPath) {
+    if (realpath(hostPath, target_) != nullptr && stat(target_, &status_) == 0) return true;
+    return errno == ENOENT ? fail(ERROR_ACCESS_DENIED) : failFromErrno();
+}
+
+bool FileReplacement::buildTemporaryPath() {
+    static unsigned counter = 0;
+    const char* separator = std::strrchr(target_, '/');
+    const int directory = separator == nullptr ? 0 : static_cast<int>(separator - target_) + 1;
+    const int length = std::snprintf(temporary_, sizeof temporary_, "%.*s.ovp%d_%u.tmp", directory, target_,
+                                     static_cast<int>(getpid()), counter++);
+    return length >= 0 && static_cast<std::size_t>(length) < sizeof temporary_;
+}
+
+bool FileReplacement::create(int access, mode_t permissions, bool exactPermissions) {
+    do {
+        if (!buildTemporaryPath()) return fail(ERROR_FILENAME_EXCED_RANGE);
+        descriptor_ = open(temporary_, access | O_CREAT | O_EXCL | O_CLOEXEC, permissions & PERMISSIONS);
+    } while (descriptor_ < 0 && errno == EEXIST);
+    if (descriptor_ < 0) return errno == ENOENT ? fail(ERROR_PATH_NOT_FOUND) : failFromErrno();
+
+    // Only a privileged process can give a file away; for any other the new file is its own.
+    if (exists_ && !isOwnedByThisProcess(status_) && fchown(descriptor_, status_.st_uid, status_.st_gid) != 0)
+        errno = 0;
+    const bool masked = (permissions & PERMISSIONS & processUmask()) != 0;
+    if (!exactPermissions || !masked || fchmod(descriptor_, permissions & PERMISSIONS) == 0) return true;
+    failFromErrno();
+    abandon();
+    return false;
+}
+
+bool FileReplacement::commit(bool mustBeNew) {
+    const int descriptor = descriptor_;
+    descriptor_ = -1;
+    // Some file systems report a full disk only here.
+    bool done = close(descriptor) == 0;
+    if (done && mustBeNew)
+        done = renameat2(AT_FDCWD, temporary_, AT_FDCWD, target_, RENAME_NOREPLACE) == 0;
+    else if (done)
+        done = rename(temporary_, target_) == 0;
+    if (done) return true;
+    if (errno == EEXIST)
+        fail(ERROR_FILE_EXISTS);
+    else
+        failFromErrno();
+    unlink(temporary_);
+    return false;
+}
+
+void FileReplacement::abandon() {
+    if (descriptor_ < 0) return;
+    close(descriptor_);
+    descriptor_ = -1;
+    unlink(temporary_);
+}
+
+}  // namespace ovpatch::posix

@@ -1,0 +1,97 @@
+#include <sys/stat.h>
+
+#include <cstring>
+#include <new>
+
+#include "platform/posix/directory_entries.h"
+#include "platform/posix/errors.h"
+#include "platform/posix/handle_object.h"
+#include "platform/posix/host_path.h"
+#include "platform/posix/text_conversion.h"
+
+namespace ovpatch::posix {
+
+namespace {
+
+struct SearchObject : HandleObject {
+    DirectoryEntries entries;
+    std::size_t next = 0;
+
+    SearchObject() : HandleObject{HandleKind::search} {}
+};
+
+bool readEntries(LPCWSTR query, DirectoryEntries* entries) {
+    HostPath path;
+    if (!path.assignQuery(query)) return false;
+    char* pattern = path.lastName();
+    if (std::strcmp(pattern, "*") == 0) {
+        *pattern = '\0';
+        return entries->read(*path.cStr() == '\0' ? "." : path.cStr());
+    }
+    if (std::strpbrk(path.cStr(), "*?") != nullptr) return fail(ERROR_INVALID_NAME);
+    struct stat status;
+    if (*pattern == '\0') return fail(ERROR_FILE_NOT_FOUND);
+    if (stat(path.cStr(), &status) != 0) return failFromErrno(path.cStr());
+    return entries->add(pattern, S_ISDIR(status.st_mode));
+}
+
+// No host name is longer than 255 bytes; the test is for file systems that know no limit.
+bool storeName(const char* name, WCHAR (&units)[MAX_PATH]) {
+    std::size_t count = 0;
+    std::size_t left = std::strlen(name);
+    for (std::size_t used = 0; left > 0; name += used, left -= used) {
+        if (count + 1 >= MAX_PATH) return fail(ERROR_FILENAME_EXCED_RANGE);
+        const WCHAR unit = decodeUnit(name, left, &used);
+        // Joined to a directory this byte would be a separator, and the path that of another file.
+        units[count++] = unit == '\\' ? WCHAR{'?'} : unit;
+    }
+    units[count] = 0;
+    return true;
+}
+
+bool takeNext(SearchObject* search, WIN32_FIND_DATAW* entry) {
+    const std::size_t index = search->next;
+    if (!storeName(search->entries.name(index), entry->cFileName)) return false;
+    entry->dwFileAttributes =
+        search->entries.isDirectory(index) ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_NORMAL;
+    ++search->next;
+    return true;
+}
+
+SearchObject* searchOf(HANDLE handle) {
+    return static_cast<SearchObject*>(objectOf(handle, HandleKind::search));
+}
+
+}  // namespace
+
+}  // namespace ovpatch::posix
+
+using namespace ovpatch::posix;
+
+HANDLE FindFirstFileW(LPCWSTR query, LPWIN32_FIND_DATAW entry) {
+    auto* search = new (std::nothrow) SearchObject;
+    if (search == nullptr) {
+        fail(ERROR_NOT_ENOUGH_MEMORY);
+        return INVALID_HANDLE_VALUE;
+    }
+    bool found = readEntries(query, &search->entries);
+    if (found && search->entries.count() == 0) found = fail(ERROR_FILE_NOT_FOUND);
+    if (found) found = takeNext(search, entry);
+    if (found) return search;
+    delete search;
+    return INVALID_HANDLE_VALUE;
+}
+
+BOOL FindNextFileW(HANDLE handle, LPWIN32_FIND_DATAW entry) {
+    SearchObject* search = searchOf(handle);
+    if (search == nullptr) return FALSE;
+    if (search->next == search->entries.count()) return fail(ERROR_NO_MORE_FILES);
+    return takeNext(search, entry) ? TRUE : FALSE;
+}
+
+BOOL FindClose(HANDLE handle) {
+    SearchObject* search = searchOf(handle);
+    if (search == nullptr) return FALSE;
+    delete search;
+    return TRUE;
+}

@@ -1,0 +1,92 @@
+#include <dlfcn.h>
+#include <link.h>
+#include <unistd.h>
+
+#include <cstring>
+
+#include "platform/posix/errors.h"
+#include "platform/posix/host_path.h"
+
+namespace ovpatch::posix {
+
+namespace {
+
+constexpr int BINDING = RTLD_NOW | RTLD_LOCAL;
+
+HMODULE load(const char* path, DWORD errorNumber) {
+    HMODULE library = dlopen(path, BINDING);
+    if (library == nullptr) fail(errorNumber);
+    return library;
+}
+
+// The path of `name` in the program's own directory; false when the host does not tell it or it does not fit.
+bool buildPathBesideProgram(const char* name, char (&path)[PATH_MAX]) {
+    const ssize_t length = readlink("/proc/self/exe", path, sizeof path);
+    if (length <= 0 || static_cast<std::size_t>(length) >= sizeof path) return false;
+    path[length] = '\0';
+    char* file = std::strrchr(path, '/');
+    if (file == nullptr) return false;
+    ++file;
+    const std::size_t size = std::strlen(name) + 1;
+    if (static_cast<std::size_t>(file - path) + size > sizeof path) return false;
+    std::memcpy(file, name, size);
+    return true;
+}
+
+// Bytes of an entry's name; false when it does not fit or cannot be converted.
+template <std::size_t size>
+bool encodeName(LPCWSTR name, char (&bytes)[size]) {
+    return WideCharToMultiByte(CP_ACP, 0, name, -1, bytes, static_cast<int>(size), nullptr, nullptr) != 0;
+}
+
+// dlsym also finds what the libraries that `library` depends on export.
+bool isOwnSymbol(HMODULE library, void* symbol) {
+    link_map* own = nullptr;
+    void* owner = nullptr;
+    Dl_info info;
+    return dlinfo(library, RTLD_DI_LINKMAP, &own) == 0 &&
+           dladdr1(symbol, &info, &owner, RTLD_DL_LINKMAP) != 0 && owner == own;
+}
+
+}  // namespace
+
+}  // namespace ovpatch::posix
+
+using namespace ovpatch::posix;
+
+HMODULE LoadLibraryW(LPCWSTR devicePath) {
+    if (devicePath == nullptr || *devicePath == 0) {
+        fail(ERROR_MOD_NOT_FOUND);
+        return nullptr;
+    }
+    HostPath path;
+    if (!path.assign(devicePath)) return nullptr;
+    if (path.lastName() != path.cStr()) {
+        const bool exists = access(path.cStr(), F_OK) == 0;
+        return load(path.cStr(), exists ? ERROR_BAD_EXE_FORMAT : ERROR_MOD_NOT_FOUND);
+    }
+    char beside[PATH_MAX];
+    if (buildPathBesideProgram(path.cStr(), beside) && access(beside, F_OK) == 0)
+        return load(beside, ERROR_BAD_EXE_FORMAT);
+    return load(path.cStr(), ERROR_MOD_NOT_FOUND);
+}
+
+FARPROC GetProcAddressW(HMODULE library, LPCWSTR name) {
+    if (library == nullptr) {
+        fail(ERROR_INVALID_HANDLE);
+        return nullptr;
+    }
+    char bytes[MAX_PATH];
+    if (!encodeName(name, bytes)) return nullptr;
+    void* symbol = dlsym(library, bytes);
+    if (symbol == nullptr || !isOwnSymbol(library, symbol)) {
+        fail(ERROR_PROC_NOT_FOUND);
+        return nullptr;
+    }
+    return reinterpret_cast<FARPROC>(symbol);
+}
+
+BOOL FreeLibrary(HMODULE library) {
+    if (library == nullptr) return fail(ERROR_INVALID_HANDLE);
+    return dlclose(library) == 0 ? TRUE : fail(ERROR_INVALID_HANDLE);
+}
