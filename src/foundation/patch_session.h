@@ -1,0 +1,28 @@
+// What all parts of a run share.
+#ifndef OVPATCH_FOUNDATION_PATCH_SESSION_H
+#define OVPATCH_FOUNDATION_PATCH_SESSION_H
+
+#include <cstdint>
+
+namespace ovpatch {
+
+// The state of the one run that a process makes. Sizes are bytes, terminators included; every text starts
+// empty and every number 0.
+struct PatchSession {
+    // The directory that the manifest, the work area, the settings and the log lie under. Written before
+    // anything else of a run.
+    char baseDirectory[260];
+    // The manifest's OVLib, SavLib and RstLib values; empty when absent or too long.
+    char ovLib[21];
+    char savLib[21];
+    char rstLib[21];
+    // The extract_limit_size of the settings file.
+    std::uint32_t extractLimit;
+};
+
+// The session of this process.
+PatchSession& patchSession();
+
+}  // namespace ovpatch
+
+#endif

@@ -1,0 +1,27 @@
+#include "foundation/tokenizer.h"
+
+namespace ovpatch {
+
+StringList splitString(const char* text, char separator) {
+    StringList pieces;
+    if (text == nullptr) return pieces;
+    const ByteString whole(text);
+    std::uint32_t start = 0;
+    for (;;) {
+        const std::uint32_t cut = whole.find(separator, start);
+        if (cut == ByteString::NOT_FOUND) break;
+        pieces.add(whole.substr(start, cut - start));
+        start = cut + 1;
+    }
+    if (start < whole.length()) pieces.add(whole.substr(start));
+    return pieces;
+}
+
+ByteString tokenAt(const StringList& list, std::int32_t index) {
+    if (index < 0 || static_cast<std::uint32_t>(index) >= list.stringCount()) return ByteString();
+    ByteString token(*list.stringAt(static_cast<std::uint32_t>(index)));
+    token.trimWhitespace();
+    return token;
+}
+
+}  // namespace ovpatch

@@ -1,0 +1,24 @@
+// How names of sections and keys are read and compared.
+#ifndef OVPATCH_INI_INI_NAMES_H
+#define OVPATCH_INI_INI_NAMES_H
+
+#include <cstdint>
+#include <string_view>
+
+namespace ovpatch {
+
+// `name`, which may be null, less the white space at its ends that trimWhitespace removes. Points into
+// `name`.
+std::string_view trimmedName(const char* name);
+
+// 0 exactly if the names are equal, else the difference of the first two bytes that are not (0 stands behind
+// the end). Bytes count as signed. Unless `caseSensitive`, "A" to "Z" are read as lower case; no other byte
+// folds.
+int compareNames(std::string_view left, std::string_view right, bool caseSensitive);
+
+// A number that equal names share.
+std::uint32_t nameHash(std::string_view name, bool caseSensitive);
+
+}  // namespace ovpatch
+
+#endif
