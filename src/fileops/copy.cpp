@@ -1,0 +1,188 @@
+#include "fileops/copy.h"
+
+#include "fileops/dir_listing.h"
+#include "fileops/file_tests.h"
+#include "fileops/make_directory.h"
+#include "fileops/paths.h"
+#include "fileops/remove.h"
+#include "fileops/wide_path.h"
+#include "platform/platform.h"
+
+namespace ovpatch {
+
+namespace {
+
+// What an operation passes along to every file.
+struct Copying {
+    bool overwrite;
+    FileOpCallback callback;
+    FileOpRecord* record;
+
+    std::int32_t copyOne(const char* source, const char* target) const {
+        return copyOneFile(source, target, overwrite, callback, record);
+    }
+    std::int32_t makeDirectory(const char* path) const {
+        return ovpatch::makeDirectory(path, callback, record);
+    }
+};
+
+bool isEmpty(const char* path) {
+    return path == nullptr || *path == '\0';
+}
+
+bool copyOnDevice(const char* source, const char* target) {
+    const WidePath from(source);
+    const WidePath to(target);
+    return from.fits() && to.fits() && CopyFileW(from.text(), to.text(), FALSE) != FALSE;
+}
+
+ByteString normalized(const char* path) {
+    ByteString result(path);
+    normalizeSlashes(result);
+    return result;
+}
+
+// Puts a separator behind a directory that has none, so that from there on the end of a path tells its kind.
+void closeDirectory(ByteString& path) {
+    if (!endsWithSeparator(path.cStr()) && isDirectory(path.cStr())) path.append("\\");
+}
+
+// Tries the plain copy of a file to a file name. A success says by itself that the source is no directory,
+// that the target is none and that the target's directory exists, which is all that there would be to ask
+// first. After a failure nothing has changed and the questions have to be asked.
+bool copyAtOnce(const ByteString& source, const ByteString& target) {
+    if (hasWildcard(source.cStr()) || endsWithSeparator(source.cStr())) return false;
+    if (endsWithSeparator(target.cStr()) || !deviceSplitsAlike(target.cStr())) return false;
+    // A parent that ends in a separator of its own is not what the device makes of it in every code page.
+    ByteString parent = directoryPart(target.cStr());
+    if (removeTrailingSeparator(parent) && endsWithSeparator(parent.cStr())) return false;
+    return copyOnDevice(source.cStr(), target.cStr());
+}
+
+std::int32_t copyToFileName(const ByteString& source, const ByteString& target, const Copying& copying) {
+    const std::int32_t answer = copying.makeDirectory(directoryPart(target.cStr()).cStr());
+    return answer == FILEOP_OK ? copying.copyOne(source.cStr(), target.cStr()) : answer;
+}
+
+std::int32_t ensureDirectory(const ByteString& target, const Copying& copying) {
+    return isDirectory(target.cStr()) ? FILEOP_OK : copying.makeDirectory(target.cStr());
+}
+
+std::int32_t copyLevel(const ByteString& source, const ByteString& target, const Copying& copying) {
+    if (!endsWithSeparator(target.cStr())) {
+        if (hasWildcard(source.cStr()) || endsWithSeparator(source.cStr())) return FILEOP_BAD_PARAMETER;
+        return copyToFileName(source, target, copying);
+    }
+    std::int32_t answer = ensureDirectory(target, copying);
+    if (answer != FILEOP_OK) return answer;
+    DirListing listing(source.cStr());
+    while (answer == FILEOP_OK && listing.hasNext()) {
+        const ByteString entry = listing.nextPath();
+        if (listing.lastIsDirectory()) continue;
+        answer = copying.copyOne(entry.cStr(), (target + baseName(entry.cStr())).cStr());
+    }
+    return answer;
+}
+
+std::int32_t copyTree(const ByteString& source, const ByteString& parentTarget, const Copying& copying);
+
+// Copies what a listing on `source` brings into the existing directory `target`.
+std::int32_t copyEntries(const ByteString& source, const ByteString& target, const Copying& copying) {
+    DirListing listing(source.cStr());
+    const ByteString pattern = listing.pattern();
+    while (listing.hasNext()) {
+        ByteString entry = listing.nextPath();
+        const ByteString name = baseName(entry.cStr());
+        std::int32_t answer = FILEOP_OK;
+        if (!listing.lastIsDirectory()) {
+            answer = copying.copyOne(entry.cStr(), (target + name).cStr());
+        } else if (matchWildcard(pattern.cStr(), name.cStr())) {
+            if (!endsWithSeparator(entry.cStr())) entry.append("\\");
+            answer = copyTree(entry, target, copying);
+        }
+        if (answer != FILEOP_OK) return answer;
+    }
+    return FILEOP_OK;
+}
+
+std::int32_t copyTree(const ByteString& source, const ByteString& parentTarget, const Copying& copying) {
+    ByteString target(parentTarget);
+    if (endsWithSeparator(source.cStr())) {
+        if (!endsWithSeparator(target.cStr())) return FILEOP_BAD_PARAMETER;
+        target.append(lastComponent(source.cStr()));
+        const std::int32_t answer = copying.makeDirectory(target.cStr());
+        if (answer != FILEOP_OK) return answer;
+    }
+    if (!endsWithSeparator(target.cStr())) {
+        if (hasWildcard(source.cStr())) return FILEOP_BAD_PARAMETER;
+        return copyToFileName(source, target, copying);
+    }
+    const std::int32_t answer = ensureDirectory(target, copying);
+    return answer == FILEOP_OK ? copyEntries(source, target, copying) : answer;
+}
+
+using CopyWork = std::int32_t (*)(const ByteString& source, const ByteString& target, const Copying& copying);
+
+// The start that copyFiles and xcopy have in common.
+std::int32_t startCopy(const char* source, const char* target, const Copying& copying, CopyWork work) {
+    if (isEmpty(source) || isEmpty(target)) return FILEOP_BAD_PARAMETER;
+    ByteString from = normalized(source);
+    ByteString to = normalized(target);
+    if (copying.record == nullptr && copying.overwrite && copyAtOnce(from, to)) return FILEOP_OK;
+    closeDirectory(from);
+    closeDirectory(to);
+    return work(from, to, copying);
+}
+
+}  // namespace
+
+std::int32_t copyOneFile(const char* source, const char* target, bool overwrite, FileOpCallback callback,
+                         FileOpRecord* record) {
+    if (isEmpty(source) || isEmpty(target)) return FILEOP_BAD_PARAMETER;
+    beginFileOp(record, source, target);
+
+    // What can be opened under a name without a separator behind it is no directory.
+    const bool isClosed = endsWithSeparator(target);
+    const bool existenceCounts = record != nullptr || !overwrite;
+    bool exists = existenceCounts && !isClosed && fileExists(target);
+    if (!exists && isDirectory(target)) return FILEOP_NO_DIRECTORY;
+    if (existenceCounts && isClosed) exists = fileExists(target);
+    if (exists && !overwrite) return FILEOP_TARGET_EXISTS;
+    setFileOperation(record, exists ? FILEOP_COPY_OVERWRITE : FILEOP_COPY_NEW);
+
+    const std::int32_t answer = callBefore(callback, record);
+    if (answer != FILEOP_GO_ON) return answer == FILEOP_SKIP ? FILEOP_OK : answer;
+    if (!copyOnDevice(source, target)) return FILEOP_COPY_FAILED;
+    return callAfter(callback, record);
+}
+
+std::int32_t copyFiles(const char* source, const char* target, bool overwrite, FileOpCallback callback,
+                       FileOpRecord* record) {
+    return startCopy(source, target, Copying{overwrite, callback, record}, copyLevel);
+}
+
+std::int32_t xcopy(const char* source, const char* target, bool overwrite, FileOpCallback callback,
+                   FileOpRecord* record) {
+    return startCopy(source, target, Copying{overwrite, callback, record}, copyTree);
+}
+
+std::int32_t moveFiles(const char* source, const char* target, bool overwrite, FileOpCallback callback,
+                       FileOpRecord* record) {
+    const std::int32_t answer = copyFiles(source, target, overwrite, callback, record);
+    return answer == FILEOP_OK ? unlink(source, callback, record) : answer;
+}
+
+std::int32_t moveTree(const char* source, const char* target, bool overwrite, FileOpCallback callback,
+                      FileOpRecord* record) {
+    const std::int32_t answer = xcopy(source, target, overwrite, callback, record);
+    return answer == FILEOP_OK ? removeTree(source, callback, record) : answer;
+}
+
+ByteString lastComponent(const char* path) {
+    const ByteString directory = directoryPart(path);
+    if (directory.length() == 0) return ByteString();
+    const ByteString bare = directory.substr(0, directory.length() - 1);
+    return baseName(bare.cStr()) + "\\";
+}
+
+}  // namespace ovpatch

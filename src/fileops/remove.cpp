@@ -1,0 +1,158 @@
+#include "fileops/remove.h"
+
+#include <cstring>
+
+#include "fileops/dir_listing.h"
+#include "fileops/file_tests.h"
+#include "fileops/paths.h"
+#include "fileops/wide_path.h"
+#include "foundation/byte_string.h"
+#include "platform/platform.h"
+
+namespace ovpatch {
+
+namespace {
+
+// What an operation passes along to every object.
+struct Removal {
+    FileOpCallback callback;
+    FileOpRecord* record;
+    NameIndex* index;
+
+    bool isAsked() const { return callback != nullptr && record != nullptr; }
+};
+
+enum class Kind {
+    FILE_OR_OTHER,
+    DIRECTORY,
+    MISSING,
+    UNKNOWN,  // not to be settled by one question about one path
+};
+
+std::int32_t removeTreeOf(const ByteString& path, const Removal& removal);
+
+bool isEmpty(const char* path) {
+    return path == nullptr || *path == '\0';
+}
+
+bool isRoot(const ByteString& path) {
+    return std::strspn(path.cStr(), "\\") == path.length();
+}
+
+// A plain name whose entry exists is all that a listing on it would bring to a walk, so that a walk needs no
+// listing then.
+Kind kindOf(const ByteString& path) {
+    if (hasWildcard(path.cStr()) || endsWithSeparator(path.cStr()) || !deviceSplitsAlike(path.cStr())) {
+        return Kind::UNKNOWN;
+    }
+    const WidePath wide(path.cStr());
+    const DWORD attributes = wide.fits() ? GetFileAttributesW(wide.text()) : INVALID_FILE_ATTRIBUTES;
+    if (attributes == INVALID_FILE_ATTRIBUTES) return Kind::MISSING;
+    return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? Kind::DIRECTORY : Kind::FILE_OR_OTHER;
+}
+
+bool removeFromDevice(const char* path, bool directory) {
+    const WidePath wide(path);
+    if (!wide.fits()) return false;
+    return (directory ? RemoveDirectoryW(wide.text()) : DeleteFileW(wide.text())) != FALSE;
+}
+
+// Removes one object whose kind is known.
+std::int32_t removeObject(const char* path, bool directory, const Removal& removal) {
+    beginFileOp(removal.record, path, nullptr);
+    setFileOperation(removal.record, directory ? FILEOP_REMOVE_DIRECTORY : FILEOP_DELETE_FILE);
+    const std::int32_t answer = callBefore(removal.callback, removal.record);
+    if (answer != FILEOP_GO_ON) return answer == FILEOP_SKIP ? FILEOP_OK : answer;
+    if (!removeFromDevice(path, directory)) {
+        if (removal.record != nullptr) removal.record->phase = 1;
+        return FILEOP_BAD_PARAMETER;
+    }
+    if (removal.index != nullptr) removal.index->forget(path);
+    return callAfter(removal.callback, removal.record);
+}
+
+// Whether a path of kind MISSING is known to be missing in every case variant too.
+bool isMissingInAnyCase(const ByteString& path, const Removal& removal) {
+    return removal.index != nullptr && !removal.index->canMatch(path.cStr());
+}
+
+// Removes what a listing on `path` brings and the pattern matches.
+std::int32_t removeListed(const ByteString& path, bool withTrees, const Removal& removal) {
+    DirListing listing(path.cStr());
+    const ByteString pattern = listing.pattern();
+    while (listing.hasNext()) {
+        const ByteString entry = listing.nextPath();
+        const bool directory = listing.lastIsDirectory();
+        if (directory && !matchWildcard(pattern.cStr(), baseName(entry.cStr()).cStr())) continue;
+        const std::int32_t answer = directory && withTrees ? removeTreeOf(entry, removal)
+                                                           : removeObject(entry.cStr(), directory, removal);
+        if (answer != FILEOP_OK) return answer;
+    }
+    return FILEOP_OK;
+}
+
+// Removes a directory, given without a separator at its end, and everything below it.
+std::int32_t removeDirectoryTree(const ByteString& directory, const Removal& removal) {
+    // An empty directory goes at once; so does a link to a directory, whose target must not be emptied.
+    if (!removal.isAsked() && removeObject(directory.cStr(), true, removal) == FILEOP_OK) return FILEOP_OK;
+    const std::int32_t answer = removeListed(directory + "\\", true, removal);
+    if (answer != FILEOP_OK) return answer;
+    return removeObject(directory.cStr(), true, removal);
+}
+
+// removeTree on a path with normal slashes.
+std::int32_t removeTreeOf(const ByteString& path, const Removal& removal) {
+    ByteString bare(path);
+    const bool wasClosed = removeTrailingSeparator(bare);
+    const Kind kind = kindOf(bare);
+    if (kind == Kind::DIRECTORY) return removeDirectoryTree(bare, removal);
+    if (kind != Kind::UNKNOWN && wasClosed) return FILEOP_OK;
+    if (kind == Kind::FILE_OR_OTHER) return removeObject(bare.cStr(), false, removal);
+    if (kind == Kind::MISSING && isMissingInAnyCase(bare, removal)) return FILEOP_OK;
+
+    const std::int32_t answer = removeListed(path, true, removal);
+    if (answer != FILEOP_OK || !isDirectory(bare.cStr())) return answer;
+    return removeObject(bare.cStr(), true, removal);
+}
+
+}  // namespace
+
+std::int32_t removeEntry(const char* path, FileOpCallback callback, FileOpRecord* record) {
+    if (isEmpty(path)) return FILEOP_BAD_PARAMETER;
+    return removeObject(path, isDirectory(path), Removal{callback, record, nullptr});
+}
+
+std::int32_t unlink(const char* path, FileOpCallback callback, FileOpRecord* record) {
+    return unlink(path, callback, record, nullptr);
+}
+
+std::int32_t removeTree(const char* path, FileOpCallback callback, FileOpRecord* record) {
+    return removeTree(path, callback, record, nullptr);
+}
+
+std::int32_t unlink(const char* path, FileOpCallback callback, FileOpRecord* record, NameIndex* index) {
+    if (isEmpty(path)) return FILEOP_BAD_PARAMETER;
+    const Removal removal{callback, record, index};
+    ByteString bare(path);
+    normalizeSlashes(bare);
+    if (isRoot(bare)) return FILEOP_BAD_PARAMETER;
+    removeTrailingSeparator(bare);
+
+    const Kind kind = kindOf(bare);
+    if (kind == Kind::DIRECTORY || (kind == Kind::UNKNOWN && isDirectory(bare.cStr()))) {
+        return removeObject(bare.cStr(), true, removal);
+    }
+    if (kind == Kind::FILE_OR_OTHER) return removeObject(bare.cStr(), false, removal);
+    if (kind == Kind::MISSING && isMissingInAnyCase(bare, removal)) return FILEOP_OK;
+    return removeListed(bare, false, removal);
+}
+
+std::int32_t removeTree(const char* path, FileOpCallback callback, FileOpRecord* record, NameIndex* index) {
+    if (isEmpty(path)) return FILEOP_BAD_PARAMETER;
+    ByteString whole(path);
+    normalizeSlashes(whole);
+    if (isRoot(whole)) return FILEOP_BAD_PARAMETER;
+    return removeTreeOf(whole, Removal{callback, record, index});
+}
+
+}  // namespace ovpatch
