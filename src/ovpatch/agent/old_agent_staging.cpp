@@ -1,0 +1,77 @@
+#include "ovpatch/agent/old_agent_staging.h"
+
+#include <cstring>
+
+#include "fileops/copy.h"
+#include "fileops/file_tests.h"
+#include "fileops/make_directory.h"
+#include "fileops/paths.h"
+#include "fileops/remove.h"
+#include "foundation/bounded.h"
+#include "foundation/patch_session.h"
+#include "ini/kx_ini_util.h"
+
+namespace ovpatch {
+
+namespace {
+
+constexpr char SOURCE_NAME[] = "OVSrc.tmp\\";
+constexpr char SOURCE_INI_NAME[] = "KxuPatch.ini";
+constexpr char AGENT_INI_NAME[] = "PatchDll.ini";
+
+bool join(char (&out)[OVPATCH_PATH_SIZE], const char* base, const char* file) {
+    if (joinPath(out, OVPATCH_PATH_SIZE, base, file) == 0) return true;
+    out[0] = '\0';
+    return false;
+}
+
+// The agent file's path with its extension replaced. The last point of the whole path counts, wherever it
+// stands, but never the very first byte. False when the result does not fit.
+bool agentIniPath(const char* patchAgentFile, char (&out)[OVPATCH_PATH_SIZE]) {
+    char stem[OVPATCH_PATH_SIZE];
+    if (boundedStrncpy(stem, patchAgentFile, sizeof stem) == nullptr) return false;
+    for (std::size_t i = std::strlen(stem); i > 1; --i) {
+        if (stem[i - 1] == '.') {
+            stem[i - 1] = '\0';
+            break;
+        }
+    }
+    return boundedSnprintf(out, sizeof out, "%s%s", stem, ".ini") != 0;
+}
+
+}  // namespace
+
+OldAgentStaging::OldAgentStaging(const char* destination, const char* patchAgentFile)
+    : rootDirectory_{}, sourceIniPath_{}, sourceDirectory_{}, rootAgentIniPath_{}, baseAgentIniPath_{} {
+    if (boundedStrncpy(rootDirectory_, destination, sizeof rootDirectory_) == nullptr) {
+        rootDirectory_[0] = '\0';
+        return;
+    }
+    if (!join(sourceDirectory_, rootDirectory_, SOURCE_NAME)) return;
+    if (!join(sourceIniPath_, sourceDirectory_, SOURCE_INI_NAME)) return;
+    // The document writes itself when it goes; by then its directory is there.
+    KxIniUtil sourceIni(sourceIniPath_, ';', false);
+    sourceIni.setValue("MAIN", "SOURCE", sourceDirectory_);
+    makeDirectory(sourceDirectory_, nullptr, nullptr);
+    if (patchAgentFile != nullptr) layOutAgentIni(patchAgentFile);
+}
+
+void OldAgentStaging::layOutAgentIni(const char* patchAgentFile) {
+    join(rootAgentIniPath_, rootDirectory_, AGENT_INI_NAME);
+    join(baseAgentIniPath_, patchSession().baseDirectory, AGENT_INI_NAME);
+    char agentIni[OVPATCH_PATH_SIZE];
+    if (!agentIniPath(patchAgentFile, agentIni) || !pathExists(agentIni)) return;
+    copyFiles(agentIni, rootAgentIniPath_, true, nullptr, nullptr);
+    copyFiles(agentIni, baseAgentIniPath_, true, nullptr, nullptr);
+}
+
+OldAgentStaging::~OldAgentStaging() {
+    if (sourceIniPath_[0] != '\0') unlink(sourceIniPath_, nullptr, nullptr);
+    if (sourceDirectory_[0] != '\0') removeTree(sourceDirectory_, nullptr, nullptr);
+    if (rootAgentIniPath_[0] != '\0' && pathExists(rootAgentIniPath_))
+        unlink(rootAgentIniPath_, nullptr, nullptr);
+    if (baseAgentIniPath_[0] != '\0' && pathExists(baseAgentIniPath_))
+        unlink(baseAgentIniPath_, nullptr, nullptr);
+}
+
+}  // namespace ovpatch

@@ -1,0 +1,40 @@
+// The files that an old-generation agent finds on disk while it is loaded.
+//
+//   <destination of the first item>\OVSrc.tmp\KxuPatch.ini   section MAIN, key SOURCE: the directory
+//   OVSrc.tmp\ <destination of the first item>\OVSrc.tmp\               the new versions of files checked so
+//   far, in an update <destination of the first item>\PatchDll.ini, <base directory>\PatchDll.ini copies of
+//   the agent's own INI file, if it exists
+//
+// Nothing is logged, and none of the steps can fail the run: without a file the agent's answers decide.
+#ifndef OVPATCH_OVPATCH_AGENT_OLD_AGENT_STAGING_H
+#define OVPATCH_OVPATCH_AGENT_OLD_AGENT_STAGING_H
+
+#include "ovpatch/patch_agent.h"
+
+namespace ovpatch {
+
+class OldAgentStaging {
+public:
+    // Lays the files out. `patchAgentFile` may be null. What does not fit its path buffer is left out.
+    OldAgentStaging(const char* destination, const char* patchAgentFile);
+
+    // Removes them, after the library has been freed. A PatchDll.ini that stood there before goes too.
+    ~OldAgentStaging();
+
+    OldAgentStaging(const OldAgentStaging&) = delete;
+    OldAgentStaging& operator=(const OldAgentStaging&) = delete;
+
+private:
+    void layOutAgentIni(const char* patchAgentFile);
+
+    // Each is empty when there is none, or when it did not fit.
+    char rootDirectory_[OVPATCH_PATH_SIZE];
+    char sourceIniPath_[OVPATCH_PATH_SIZE];
+    char sourceDirectory_[OVPATCH_PATH_SIZE];  // with its trailing separator
+    char rootAgentIniPath_[OVPATCH_PATH_SIZE];
+    char baseAgentIniPath_[OVPATCH_PATH_SIZE];
+};
+
+}  // namespace ovpatch
+
+#endif

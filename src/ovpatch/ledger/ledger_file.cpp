@@ -1,0 +1,101 @@
+#include "ovpatch/ledger/ledger_file.h"
+
+#include "fileops/paths.h"
+#include "fileops/remove.h"
+#include "foundation/bounded.h"
+#include "foundation/tokenizer.h"
+#include "ovpatch/ledger/backup_paths.h"
+#include "ovpatch/manifest/item_version.h"
+
+namespace ovpatch {
+
+namespace {
+
+constexpr char COMMON[] = "common";
+constexpr std::size_t VALUE_SIZE = 64;
+
+void addDecimal(KxIniUtil* ledger, const char* section, const char* key, std::uint32_t number) {
+    char value[VALUE_SIZE];
+    boundedSnprintf(value, sizeof value, "%u", number);
+    ledger->addValue(section, key, value);
+}
+
+void addHexadecimal(KxIniUtil* ledger, const char* section, const char* key, std::uint32_t number) {
+    char value[VALUE_SIZE];
+    boundedSnprintf(value, sizeof value, "%x", number);
+    ledger->addValue(section, key, value);
+}
+
+void addVersion(KxIniUtil* ledger, const char* section, const char* key, std::int32_t itemClass,
+                const ItemVersion& version) {
+    char value[VALUE_SIZE];
+    formatItemVersion(itemClass, version, value, sizeof value);
+    ledger->addValue(section, key, value);
+}
+
+void addFiles(KxIniUtil* ledger, const char* section, const char* stem, char* const* files,
+              std::uint32_t count) {
+    char key[VALUE_SIZE];
+    boundedSnprintf(key, sizeof key, "%s.filecount", stem);
+    addDecimal(ledger, section, key, count);
+    for (std::uint32_t k = 0; k < count; ++k) {
+        if (files[k] == nullptr) continue;
+        boundedSnprintf(key, sizeof key, "%s.%u", stem, k);
+        ledger->addValue(section, key, files[k]);
+    }
+}
+
+}  // namespace
+
+void formatSectionName(std::uint32_t n, char* out, std::size_t size) {
+    boundedSnprintf(out, size, "%s_%u", "item", n);
+}
+
+void addCommonNumber(KxIniUtil* ledger, const char* key, std::uint32_t number) {
+    addDecimal(ledger, COMMON, key, number);
+}
+
+void addLedgerRecord(KxIniUtil* ledger, const char* section, const BackupItem& item) {
+    addDecimal(ledger, section, "class", static_cast<std::uint32_t>(item.itemClass));
+    addHexadecimal(ledger, section, "type", static_cast<std::uint32_t>(item.itemType));
+    addVersion(ledger, section, "origin.version", item.itemClass, item.originVersion);
+    addVersion(ledger, section, "result.version", item.itemClass, item.resultVersion);
+    addFiles(ledger, section, "added", item.addedFiles, item.addedCount);
+    addFiles(ledger, section, "written", item.writtenFiles, item.writtenCount);
+}
+
+void saveLedgerWithout(const BackupStru& stored, std::uint32_t index, MissingAgent agent, const char* path) {
+    KxIniUtil ledger(nullptr, LEDGER_COMMENT, false);
+    addCommonNumber(&ledger, "itemcount", stored.itemCount - 1);
+    addCommonNumber(&ledger, "patchagent.version", static_cast<std::uint32_t>(stored.patchAgentVersion));
+    if (stored.patchAgentFile != nullptr || agent == MissingAgent::WRITTEN_EMPTY) {
+        ledger.addValue(COMMON, "patchagent", stored.patchAgentFile);
+    }
+    std::uint32_t number = 0;
+    for (std::uint32_t k = 0; k < stored.itemCount; ++k) {
+        if (k == index) continue;
+        char section[VALUE_SIZE];
+        formatSectionName(number++, section, sizeof section);
+        addLedgerRecord(&ledger, section, stored.items[k]);
+    }
+    ledger.saveAs(path);
+}
+
+ByteString backupCopyName(const char* entry) {
+    const ByteString name = tokenAt(splitString(entry, ','), 0);
+    const char* bare = fileNamePart(name.cStr());
+    return bare != nullptr ? ByteString(bare) : name;
+}
+
+void removeBackupCopies(const BackupItem& item, const char* backupDirectory, NameIndex* names,
+                        const TakenNames* kept) {
+    for (std::uint32_t k = 0; k < item.writtenCount; ++k) {
+        const ByteString name = backupCopyName(item.writtenFiles[k]);
+        if (kept != nullptr && kept->isTaken(name.cStr())) continue;
+        char path[PATH_SIZE];
+        if (backupCopyPath(backupDirectory, name.cStr(), path, sizeof path))
+            unlink(path, nullptr, nullptr, names);
+    }
+}
+
+}  // namespace ovpatch

@@ -1,0 +1,45 @@
+// The pieces that every writer of a ledger file shares.
+#ifndef OVPATCH_OVPATCH_LEDGER_LEDGER_FILE_H
+#define OVPATCH_OVPATCH_LEDGER_LEDGER_FILE_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include "fileops/name_index.h"
+#include "ini/kx_ini_util.h"
+#include "ovpatch/ledger/backup_stru.h"
+#include "ovpatch/ledger/taken_names.h"
+
+namespace ovpatch {
+
+constexpr char LEDGER_COMMENT = ';';
+
+// "item_<n>" into a buffer of `size` bytes, terminator included; 32 suffice.
+void formatSectionName(std::uint32_t n, char* out, std::size_t size);
+
+// Sets a number of the section `common`, unsigned decimal, behind what stands there.
+void addCommonNumber(KxIniUtil* ledger, const char* key, std::uint32_t number);
+
+// Adds the record of one item behind what stands in `section`, in the fixed order of its keys. A null slot of
+// a list leaves its key out; the count states all slots.
+void addLedgerRecord(KxIniUtil* ledger, const char* section, const BackupItem& item);
+
+// What a ledger that names no agent gets when it is rewritten.
+enum class MissingAgent { LEFT_OUT, WRITTEN_EMPTY };
+
+// Writes the stored ledger to `path` as a new file without the record at `index`: the records behind it move
+// up by one number. Whether the file could be written is not reported.
+void saveLedgerWithout(const BackupStru& stored, std::uint32_t index, MissingAgent agent, const char* path);
+
+// The bare file name of the backup copy in an entry of `writtenFiles`.
+ByteString backupCopyName(const char* entry);
+
+// Deletes the backup copies that the entries of `writtenFiles` name, from the item's backup directory. Copies
+// that are gone already are passed over, and so are those in `kept`, if it is not null. `names` serves all
+// calls for which nobody else adds names to the directory.
+void removeBackupCopies(const BackupItem& item, const char* backupDirectory, NameIndex* names,
+                        const TakenNames* kept = nullptr);
+
+}  // namespace ovpatch
+
+#endif

@@ -1,0 +1,173 @@
+#include "ovpatch/ledger/ledger_merge.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "fileops/file_tests.h"
+#include "fileops/make_directory.h"
+#include "foundation/bounded.h"
+#include "ini/kx_ini_util.h"
+#include "ovpatch/ledger/backup_paths.h"
+#include "ovpatch/ledger/ledger_file.h"
+#include "ovpatch/ledger/ledger_reader.h"
+#include "ovpatch/log_lines.h"
+
+namespace ovpatch {
+
+namespace {
+
+constexpr char COMMON[] = "common";
+constexpr std::size_t SECTION_SIZE = 1024;
+
+std::unique_ptr<KxIniUtil> openLedger(const char* path) {
+    return std::unique_ptr<KxIniUtil>(new (std::nothrow) KxIniUtil(path, LEDGER_COMMENT, false));
+}
+
+void createLedger(const BackupStru& runLedger, const char* path) {
+    KxIniUtil ledger(path, LEDGER_COMMENT, false);
+    addCommonNumber(&ledger, "itemcount", 0);
+    addCommonNumber(&ledger, "patchagent.version", static_cast<std::uint32_t>(runLedger.patchAgentVersion));
+    if (runLedger.patchAgentFile != nullptr) ledger.addValue(COMMON, "patchagent", runLedger.patchAgentFile);
+    ledger.saveAs(path);
+}
+
+void createMissingLedgers(const BackupStru& runLedger) {
+    for (std::uint32_t i = 0; i < runLedger.itemCount; ++i) {
+        const char* destination = runLedger.items[i].destination;
+        char path[PATH_SIZE];
+        if (!backupRoot(destination, path, sizeof path)) continue;
+        makeDirectory(path, nullptr, nullptr);
+        if (ledgerPath(destination, path, sizeof path) && !pathExists(path)) createLedger(runLedger, path);
+    }
+}
+
+void removeCopies(const BackupItem& record, const char* destination, NameIndex* names,
+                  const TakenNames* kept) {
+    char directory[PATH_SIZE];
+    if (itemBackupDir(destination, record.itemClass, record.itemType, directory, sizeof directory) == 0)
+        return;
+    removeBackupCopies(record, directory, names, kept);
+}
+
+// A copy of the older record may have gone in a failed rollback, and a copy of this run may have got its free
+// name; that one must stay.
+void removeOlderCopies(const BackupItem& older, const BackupItem& item) {
+    TakenNames fresh;
+    for (std::uint32_t k = 0; k < item.writtenCount; ++k)
+        fresh.take(backupCopyName(item.writtenFiles[k]).cStr());
+    NameIndex names;
+    removeCopies(older, item.destination, &names, &fresh);
+}
+
+// Puts the item's record into its ledger and answers in `number` which number it got. False when the ledger
+// cannot be read.
+bool mergeItem(const BackupItem& item, std::uint32_t* number) {
+    char path[PATH_SIZE];
+    if (!ledgerPath(item.destination, path, sizeof path)) return false;
+    const std::unique_ptr<KxIniUtil> ledger = openLedger(path);
+    BackupStru stored;
+    if (phaseIniForBackup(ledger.get(), &stored) == 0) return false;
+
+    char section[SECTION_SIZE];
+    const BackupItem* older = findBackupItem(stored, item.itemClass, item.itemType);
+    if (older != nullptr) {
+        removeOlderCopies(*older, item);
+        *number = static_cast<std::uint32_t>(older - stored.items);
+        formatSectionName(*number, section, sizeof section);
+        ledger->deleteSection(section);
+    } else {
+        *number = stored.itemCount;
+        formatSectionName(*number, section, sizeof section);
+        char count[PATH_SIZE];
+        boundedSnprintf(count, sizeof count, "%u", stored.itemCount + 1);
+        ledger->setValue(COMMON, "itemcount", count);
+    }
+    addLedgerRecord(ledger.get(), section, item);
+    freeBackupStru(&stored);
+    return true;
+}
+
+// The numbers that the run's items received, the last one first.
+void writeTransaction(const char* destination, const std::uint32_t* numbers, std::uint32_t count) {
+    char path[PATH_SIZE];
+    if (!ledgerPath(destination, path, sizeof path)) return;
+    KxIniUtil ledger(path, LEDGER_COMMENT, false);
+    char text[1024] = "";
+    for (std::uint32_t k = 0; k < count; ++k) {
+        char longer[PATH_SIZE];
+        if (boundedSnprintf(longer, sizeof longer, "%u, %s", numbers[k], text) == 0) {
+            STRU_ERROR(6, "mergeBackupIni: transaction of %u items does not fit.", count);
+            break;
+        }
+        boundedStrncpy(text, longer, sizeof text);
+    }
+    ledger.setValue(COMMON, "transaction", text);
+}
+
+bool mergeItems(const BackupStru& runLedger, std::uint32_t* numbers) {
+    for (std::uint32_t i = 0; i < runLedger.itemCount; ++i) {
+        if (!mergeItem(runLedger.items[i], &numbers[i])) {
+            STRU_ERROR(6, "Merge backup ini faild");
+            return false;
+        }
+    }
+    if (runLedger.patchAgentVersion == 0) {
+        writeTransaction(runLedger.items[0].destination, numbers, runLedger.itemCount);
+    }
+    return true;
+}
+
+void mergeWithBackup(const BackupStru& runLedger) {
+    STRU_INFO(6, "mergeBackupIni: backup needed.");
+    createMissingLedgers(runLedger);
+    auto* numbers = static_cast<std::uint32_t*>(std::calloc(runLedger.itemCount, sizeof(std::uint32_t)));
+    if (numbers == nullptr) {
+        STRU_ERROR(6, "Merge backup ini faild");
+        return;
+    }
+    const bool done = mergeItems(runLedger, numbers);
+    std::free(numbers);
+    if (done) STRU_INFO(6, "mergeBackupIni: done.");
+}
+
+void dropItem(const BackupItem& item) {
+    NameIndex names;
+    removeCopies(item, item.destination, &names, nullptr);
+    char path[PATH_SIZE];
+    if (!ledgerPath(item.destination, path, sizeof path)) return;
+    BackupStru stored;
+    {
+        const std::unique_ptr<KxIniUtil> ledger = openLedger(path);
+        if (ledger == nullptr || phaseIniForBackup(ledger.get(), &stored) == 0) return;
+    }
+    const BackupItem* older = findBackupItem(stored, item.itemClass, item.itemType);
+    if (older != nullptr) {
+        removeCopies(*older, item.destination, &names, nullptr);
+        saveLedgerWithout(stored, static_cast<std::uint32_t>(older - stored.items),
+                          MissingAgent::WRITTEN_EMPTY, path);
+    }
+    freeBackupStru(&stored);
+}
+
+void mergeWithoutBackup(const BackupStru& runLedger) {
+    STRU_INFO(6, "mergeBackupIni: no need to backup.");
+    for (std::uint32_t i = 0; i < runLedger.itemCount; ++i)
+        dropItem(runLedger.items[i]);
+    STRU_INFO(6, "mergeBackupIni: no backup done.");
+}
+
+}  // namespace
+
+void mergeBackupIni(const BackupStru& runLedger, std::int32_t backup) {
+    STRU_INFO(6, "mergeBackupIni: start.");
+    if (runLedger.itemCount == 0) return;
+    if (backup == 0) {
+        mergeWithoutBackup(runLedger);
+    } else {
+        mergeWithBackup(runLedger);
+    }
+}
+
+}  // namespace ovpatch

@@ -1,0 +1,50 @@
+// What is known of the backup names that are taken in one directory, so that the search for the lowest free
+// one need not try them all again for each file.
+//
+// It is a help to the search and never its judge: a name believed free is still created exclusively. A name
+// believed taken is passed over, so whoever frees one reports it with `release`.
+#ifndef OVPATCH_OVPATCH_LEDGER_TAKEN_NAMES_H
+#define OVPATCH_OVPATCH_LEDGER_TAKEN_NAMES_H
+
+#include <cstdint>
+#include <vector>
+
+#include "foundation/byte_string.h"
+
+namespace ovpatch {
+
+class TakenNames {
+public:
+    static constexpr std::uint32_t COUNT = 46656;
+
+    // Nothing is taken.
+    TakenNames();
+
+    // Learns which names stand in `directory` now, by listing it once; nothing happens when it is the
+    // directory that was entered last.
+    void enter(const char* directory);
+
+    // Forgets the directory, so that the next `enter` lists it.
+    void forget();
+
+    // The lowest number that is not taken, or COUNT.
+    std::uint32_t lowestFree() const;
+
+    void take(std::uint32_t number);
+
+    // Take and free the number of `name`, a bare file name; a name that is none of ours is ignored.
+    void take(const char* name);
+    void release(const char* name);
+
+    // Whether `name`, a bare file name, is one of ours and taken.
+    bool isTaken(const char* name) const;
+
+private:
+    ByteString directory_;
+    bool entered_ = false;
+    std::vector<std::uint64_t> bits_;
+};
+
+}  // namespace ovpatch
+
+#endif

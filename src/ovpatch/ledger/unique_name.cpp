@@ -1,0 +1,92 @@
+#include "ovpatch/ledger/unique_name.h"
+
+#include <cstdlib>
+
+#include "fileops/make_directory.h"
+#include "fileops/paths.h"
+#include "fileops/wide_path.h"
+#include "foundation/bounded.h"
+#include "platform/platform.h"
+
+namespace ovpatch {
+
+namespace {
+
+constexpr char STEM[] = "backup";
+constexpr char DIGITS[] = "0123456789abcdefghijklmnopqrstuvwxyz";
+constexpr std::uint32_t BASE = 36;
+
+bool formName(const char* directory, std::uint32_t number, char* out, std::int32_t size) {
+    if (CatURIWithFile(out, size, directory, STEM) != 0) return false;
+    char suffix[5];
+    firstUniqueSuffix(suffix);
+    nextUniqueSuffix(suffix, number);
+    return boundedStrncat(out, suffix, static_cast<std::size_t>(size)) != nullptr;
+}
+
+// The device's error number; 0 when the file was created.
+DWORD createNew(const WidePath& path) {
+    const HANDLE file =
+        CreateFileW(path.text(), 0, FILE_SHARE_READ, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE) {
+        const DWORD error = GetLastError();
+        return error != 0 ? error : ERROR_INVALID_HANDLE;
+    }
+    CloseHandle(file);
+    return 0;
+}
+
+// A missing directory shows as a missing path; only then is it made, which saves asking for it each time.
+DWORD createIn(const char* directory, const WidePath& path) {
+    const DWORD error = createNew(path);
+    if (error != ERROR_PATH_NOT_FOUND) return error;
+    makeDirectory(directory, nullptr, nullptr);
+    return createNew(path);
+}
+
+std::int32_t createLowest(const char* directory, char* out, std::int32_t size, TakenNames* names) {
+    for (std::uint32_t number = names->lowestFree(); number < TakenNames::COUNT;
+         number = names->lowestFree()) {
+        if (!formName(directory, number, out, size)) return 0;
+        const WidePath path(out);
+        if (!path.fits()) return 0;
+        const DWORD error = createIn(directory, path);
+        if (error != 0 && error != ERROR_FILE_EXISTS) return 0;
+        names->take(number);
+        if (error == 0) return 1;
+    }
+    return 0;
+}
+
+}  // namespace
+
+std::int32_t crtUniFile(const char* directory, char* out, std::int32_t size) {
+    TakenNames none;
+    return createLowest(directory, out, size, &none);
+}
+
+std::int32_t crtUniFile(const char* directory, char* out, std::int32_t size, TakenNames* names) {
+    names->enter(directory);
+    return createLowest(directory, out, size, names);
+}
+
+void firstUniqueSuffix(char* suffix) {
+    suffix[0] = '.';
+    encodeBase36(0, suffix + 1);
+}
+
+void nextUniqueSuffix(char* suffix, std::uint32_t step) {
+    const auto number = static_cast<std::uint32_t>(std::strtoul(suffix + 1, nullptr, BASE));
+    encodeBase36(number + step, suffix + 1);
+}
+
+void encodeBase36(std::uint32_t number, char* out) {
+    number %= TakenNames::COUNT;
+    for (int place = 2; place >= 0; --place) {
+        out[place] = DIGITS[number % BASE];
+        number /= BASE;
+    }
+    out[3] = '\0';
+}
+
+}  // namespace ovpatch

@@ -1,0 +1,24 @@
+#include "ovpatch/manifest/number_text.h"
+
+#include <cstdlib>
+
+namespace ovpatch {
+
+namespace {
+
+std::int32_t readNumber(const char* text, int base) {
+    const auto wide = static_cast<unsigned long long>(std::strtoll(text, nullptr, base));
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(wide));
+}
+
+}  // namespace
+
+std::int32_t readDecimal(const char* text) {
+    return readNumber(text, 10);
+}
+
+std::int32_t readHexadecimal(const char* text) {
+    return readNumber(text, 16);
+}
+
+}  // namespace ovpatch

@@ -1,0 +1,273 @@
+#include "ovpatch/rollback/rollback_item.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <vector>
+
+#include "fileops/copy.h"
+#include "fileops/file_tests.h"
+#include "fileops/name_index.h"
+#include "fileops/paths.h"
+#include "fileops/remove.h"
+#include "foundation/bounded.h"
+#include "foundation/tokenizer.h"
+#include "ini/kx_ini_util.h"
+#include "ovpatch/agent/agent_api.h"
+#include "ovpatch/ledger/backup_paths.h"
+#include "ovpatch/ledger/ledger_file.h"
+#include "ovpatch/ledger/ledger_reader.h"
+#include "ovpatch/ledger/unique_name.h"
+#include "ovpatch/log_lines.h"
+
+namespace ovpatch {
+
+namespace {
+
+// The agent's last verdict.
+constexpr std::int32_t ACT = ROLLBACK_DONE;
+constexpr std::int32_t LEAVE_ALONE = ROLLBACK_LAST_SKIPPED;
+
+// The work on one item. The decision is carried from file to file and from the first pass into the second.
+struct Passes {
+    const ItemCopyContext* context;
+    const BackupItem* undone;  // the item in the stored ledger
+    std::int32_t decision;
+    char backupDirectory[PATH_SIZE];
+    TakenNames safetyNames;  // the safety copies made so far
+    NameIndex names;         // of the directories of added files
+};
+
+// How the two passes put the question.
+struct Question {
+    const char* oldText;
+    const char* newText;
+};
+
+// What the two passes do with one file, and where its state is saved.
+struct FilePaths {
+    char file[PATH_SIZE];
+    char safety[PATH_SIZE];
+};
+
+std::int32_t readLedger(const char* destination, BackupStru* stored) {
+    char path[PATH_SIZE];
+    if (!ledgerPath(destination, path, sizeof path)) {
+        UPDATER_ERROR(6, "rollbackItem: CatURIWithFile failed.");
+        return ROLLBACK_BAD_ARGUMENTS;
+    }
+    if (!pathExists(path)) {
+        UPDATER_ERROR(6, "rollbackItem: %s doesnot exist.", path);
+        return ROLLBACK_NO_LEDGER;
+    }
+    const std::unique_ptr<KxIniUtil> ledger(new (std::nothrow) KxIniUtil(path, LEDGER_COMMENT, false));
+    if (ledger == nullptr) {
+        UPDATER_ERROR(6, "rollbackItem: create KxIniUtil object failed.");
+        return ROLLBACK_NO_LEDGER;
+    }
+    if (phaseIniForBackup(ledger.get(), stored) == 0) {
+        UPDATER_ERROR(6, "rollbackItem: phaseIniForBackup failed.");
+        return ROLLBACK_NO_LEDGER;
+    }
+    return ROLLBACK_DONE;
+}
+
+std::int32_t tooLong() {
+    UPDATER_ERROR(6, "rollbackItem: path does not fit.");
+    return ROLLBACK_NOT_SAVED;
+}
+
+void dropSafetyCopy(const Passes& passes, const char* safety) {
+    unlink(safety, nullptr, nullptr);
+    passes.context->takenNames->release(baseName(safety).cStr());
+}
+
+// Saves what stands at the file's path. Whether there was anything to save is not looked at.
+bool saveState(Passes* passes, FilePaths* paths) {
+    const ItemCopyContext& context = *passes->context;
+    if (crtUniFile(passes->backupDirectory, paths->safety, PATH_SIZE, context.takenNames) == 0) {
+        UPDATER_ERROR(6, "rollbackItem: crtUniFile failed.");
+        return false;
+    }
+    copyFiles(paths->file, paths->safety, true, nullptr, nullptr);
+    BackupItem* slot = context.backupItem;
+    if (slot->writtenCapacity == 0 || slot->writtenCount >= slot->writtenCapacity) growBackupLists(slot);
+    return true;
+}
+
+std::int32_t askAgent(const PatchAgentApi& agent, const Question& question, const char* path) {
+    switch (agent.generation) {
+        case OLD_GENERATION:
+            UPDATER_INFO(6, "%s %s", question.oldText, path);
+            return agent.CheckFile(path);
+        case NEW_GENERATION:
+            UPDATER_INFO(6, "%s %s", question.newText, path);
+            return agent.CheckFileEx(path);
+        default:
+            UPDATER_ERROR(6, "rollbackItem: unknown patch agent version.");
+            return OVPATCH_FILE_STOP;
+    }
+}
+
+// Notes the saved state in the run ledger, before the file is touched.
+bool noteUndo(const Passes& passes, const FilePaths& paths) {
+    const ByteString name = baseName(paths.safety);
+    const std::size_t size = name.length() + std::strlen(paths.file) + 3;
+    auto* entry = static_cast<char*>(std::malloc(size));
+    const char* fault = nullptr;
+    if (entry == nullptr) {
+        fault = "malloc";
+    } else if (boundedSnprintf(entry, size, "%s, %s", name.cStr(), paths.file) == 0) {
+        fault = "snprintf";
+    } else if (!appendWritten(passes.context->backupItem, entry)) {
+        fault = "malloc";
+    }
+    if (fault == nullptr) return true;
+    UPDATER_ERROR(6, "rollbackItem: %s failed.", fault);
+    std::free(entry);
+    dropSafetyCopy(passes, paths.safety);
+    return false;
+}
+
+// False when the agent stops the rollback here.
+bool decideAdded(Passes* passes, std::int32_t answer) {
+    switch (answer) {
+        case OVPATCH_FILE_GO_ON:
+            passes->decision = ACT;
+            return true;
+        case OVPATCH_FILE_SKIP:
+        case OVPATCH_FILE_STOP_DIFF:
+            passes->decision = LEAVE_ALONE;
+            return true;
+        case OVPATCH_FILE_STOP:
+            return false;
+        default:
+            UPDATER_ERROR(6, "rollbackItem:unknown action for checkfile.");
+            return true;
+    }
+}
+
+bool decideWritten(Passes* passes, std::int32_t answer, const char* copy, const char* file) {
+    switch (answer) {
+        case OVPATCH_FILE_GO_ON:
+            passes->decision = ACT;
+            return true;
+        case OVPATCH_FILE_SKIP:
+            passes->decision = LEAVE_ALONE;
+            return true;
+        case OVPATCH_FILE_STOP_DIFF:
+            if (sameFileCheck(copy, file) == 0) return false;
+            passes->decision = LEAVE_ALONE;
+            return true;
+        case OVPATCH_FILE_STOP:
+            return false;
+        default:
+            return true;
+    }
+}
+
+std::int32_t undoAddedFile(Passes* passes, const char* added) {
+    FilePaths paths;
+    if (boundedStrncpy(paths.file, added, sizeof paths.file) == nullptr) return tooLong();
+    if (!saveState(passes, &paths)) return ROLLBACK_NOT_SAVED;
+    const Question question = {"PatchAgent CheckFile with:", "PatchAgent CheckFileEx with"};
+    if (!decideAdded(passes, askAgent(*passes->context->agent, question, paths.file))) {
+        dropSafetyCopy(*passes, paths.safety);
+        return ROLLBACK_STOPPED;
+    }
+    if (!noteUndo(*passes, paths)) return ROLLBACK_NOT_SAVED;
+    if (passes->decision != LEAVE_ALONE) unlink(paths.file, nullptr, nullptr, &passes->names);
+    return ROLLBACK_DONE;
+}
+
+// `copyExists` is what was found before the first safety copy was made; one of those may have got the name of
+// a copy that was gone already, and must not be taken for it.
+std::int32_t undoWrittenFile(Passes* passes, const char* entry, bool copyExists) {
+    const ByteString name = backupCopyName(entry);
+    FilePaths paths;
+    char copy[PATH_SIZE];
+    if (!backupCopyPath(passes->backupDirectory, name.cStr(), copy, sizeof copy) ||
+        boundedStrncpy(paths.file, tokenAt(splitString(entry, ','), 1).cStr(), sizeof paths.file) ==
+            nullptr) {
+        return tooLong();
+    }
+    if (!saveState(passes, &paths)) return ROLLBACK_NOT_SAVED;
+    passes->safetyNames.take(baseName(paths.safety).cStr());
+    const Question question = {"PatchAgent CheckFilie with:", "PatchAgent CheckFileEx with:"};
+    if (!decideWritten(passes, askAgent(*passes->context->agent, question, paths.file), copy, paths.file)) {
+        dropSafetyCopy(*passes, paths.safety);
+        return ROLLBACK_STOPPED;
+    }
+    if (!noteUndo(*passes, paths)) return ROLLBACK_NOT_SAVED;
+    if (passes->decision != LEAVE_ALONE && copyExists && !passes->safetyNames.isTaken(name.cStr())) {
+        moveFiles(copy, paths.file, true, nullptr, nullptr);
+        passes->context->takenNames->release(name.cStr());
+    }
+    return ROLLBACK_DONE;
+}
+
+std::vector<bool> findCopies(const Passes& passes) {
+    std::vector<bool> exist;
+    for (std::uint32_t k = 0; k < passes.undone->writtenCount; ++k) {
+        const ByteString name = backupCopyName(passes.undone->writtenFiles[k]);
+        char copy[PATH_SIZE];
+        exist.push_back(
+            passes.context->takenNames->isTaken(name.cStr()) ||
+            (backupCopyPath(passes.backupDirectory, name.cStr(), copy, sizeof copy) && pathExists(copy)));
+    }
+    return exist;
+}
+
+std::int32_t undoFiles(Passes* passes) {
+    passes->context->takenNames->forget();
+    passes->context->takenNames->enter(passes->backupDirectory);
+    const std::vector<bool> copyExists = findCopies(*passes);
+    for (std::uint32_t k = 0; k < passes->undone->addedCount; ++k) {
+        const std::int32_t answer = undoAddedFile(passes, passes->undone->addedFiles[k]);
+        if (answer != ROLLBACK_DONE) return answer;
+    }
+    UPDATER_INFO(6, "rollbackItem: rollback added file done.");
+    for (std::uint32_t k = 0; k < passes->undone->writtenCount; ++k) {
+        const std::int32_t answer = undoWrittenFile(passes, passes->undone->writtenFiles[k], copyExists[k]);
+        if (answer != ROLLBACK_DONE) return answer;
+    }
+    return ROLLBACK_DONE;
+}
+
+std::int32_t undoItem(const ItemCopyContext& context, const BackupItem& undone) {
+    Passes passes = {&context, &undone, ACT, {}, {}, {}};
+    if (itemBackupDir(context.destination, context.itemClass, context.itemType, passes.backupDirectory,
+                      sizeof passes.backupDirectory) == 0) {
+        UPDATER_ERROR(6, "rollbackItem: CatURIWithFile failed.");
+        return ROLLBACK_BAD_ARGUMENTS;
+    }
+    const std::int32_t answer = undoFiles(&passes);
+    if (answer == ROLLBACK_DONE) return passes.decision;
+    // One line for both passes.
+    UPDATER_ERROR(6, "rollbackItem: rollback added file failed.");
+    return answer;
+}
+
+}  // namespace
+
+std::int32_t rollbackItem(const ItemCopyContext& context) {
+    UPDATER_INFO(6, "rollbackItem: start.");
+    BackupStru stored;
+    std::int32_t answer = readLedger(context.destination, &stored);
+    if (answer != ROLLBACK_DONE) return answer;
+
+    UPDATER_INFO(6, "rollbackItem: find out the item with same class/type.");
+    const BackupItem* undone = findBackupItem(stored, context.itemClass, context.itemType);
+    if (undone == nullptr) {
+        UPDATER_INFO(6, "rollbackItem: item not found.");
+        answer = ROLLBACK_NOT_FOUND;
+    } else {
+        UPDATER_INFO(6, "rollbackItem: item found.");
+        answer = undoItem(context, *undone);
+    }
+    freeBackupStru(&stored);
+    return answer;
+}
+
+}  // namespace ovpatch

@@ -1,0 +1,1 @@
+// The program is its rooms; this file only gives the linker something to start from.

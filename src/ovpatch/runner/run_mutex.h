@@ -1,0 +1,18 @@
+// The lock that lets one run at a time work on a machine.
+#ifndef OVPATCH_OVPATCH_RUNNER_RUN_MUTEX_H
+#define OVPATCH_OVPATCH_RUNNER_RUN_MUTEX_H
+
+#include "platform/platform.h"
+
+namespace ovpatch {
+
+// Takes the lock, waiting without a time-out while another process holds it. The handle is stored whatever
+// happens; it is null when there is no lock to be had, and the run goes on without one.
+void acquireRunMutex(HANDLE* mutex);
+
+// Gives the lock back and closes its handle.
+void releaseRunMutex(HANDLE mutex);
+
+}  // namespace ovpatch
+
+#endif

@@ -1,0 +1,100 @@
+#include "ovpatch/runner/run_session.h"
+
+#include <memory>
+#include <new>
+
+#include "fileops/paths.h"
+#include "foundation/bounded.h"
+#include "foundation/patch_session.h"
+#include "ini/kx_ini_util.h"
+#include "logging/logger.h"
+#include "ovpatch/ledger/backup_paths.h"
+#include "ovpatch/log_lines.h"
+#include "ovpatch/manifest/number_text.h"
+#include "ovpatch/result_codes.h"
+#include "ovpatch/runner/drivers.h"
+#include "ovpatch/runner/result_file.h"
+
+namespace ovpatch {
+
+namespace {
+
+constexpr char COMMON[] = "common";
+constexpr char MANIFEST[] = "OV_Temp\\OvPatch.ini";
+constexpr std::int32_t EXIT_RUN = 0;
+constexpr std::int32_t EXIT_NOT_LOGGED = 1;
+
+// A longer value is not an error: what fits is kept.
+template <std::size_t N>
+void readLibraryName(KxIniUtil& manifest, const char* key, char (&field)[N]) {
+    const char* value = manifest.getValue(COMMON, key);
+    if (value != nullptr) boundedStrncpy(field, ByteString(value).substr(0, N - 1).cStr(), N);
+}
+
+std::int32_t dispatch(KxIniUtil& manifest) {
+    const char* action = manifest.getValue(COMMON, "action");
+    if (action == nullptr) {
+        UPDATER_ERROR(6, "OvPatch fetch (common:action) failed.");
+        return RESULT_NO_ACTION;
+    }
+    UPDATER_INFO(6, "OvPatch action ready.");
+    switch (readDecimal(action)) {
+        case 0:
+            UPDATER_INFO(6, "OvPatch action update.");
+            return update(manifest);
+        case 1:
+            UPDATER_INFO(6, "OvPatch Action rollback.");
+            return rollback(manifest);
+        case 2:
+            UPDATER_INFO(6, "OvPatch Action rollback.");
+            return RESULT_DONE;
+        default:
+            UPDATER_ERROR(6, "OvPatch Unknown action.");
+            return RESULT_NO_ACTION;
+    }
+}
+
+// From the opening of the manifest to its closing.
+std::int32_t runAction(const char* baseDirectory) {
+    char path[PATH_SIZE];
+    if (CatURIWithFile(path, sizeof path, baseDirectory, MANIFEST) != 0) {
+        UPDATER_ERROR(9, "OvPatch: CatURIWithFile: failed.");
+        return RESULT_NO_ACTION;
+    }
+    const std::unique_ptr<KxIniUtil> manifest(new (std::nothrow) KxIniUtil(path, ';', false));
+    if (manifest == nullptr) {
+        UPDATER_ERROR(6, "OvPatch: KxIniUtil failed.");
+        return RESULT_NO_ACTION;
+    }
+    readLibraryName(*manifest, "OVLib", patchSession().ovLib);
+    readLibraryName(*manifest, "SavLib", patchSession().savLib);
+    readLibraryName(*manifest, "RstLib", patchSession().rstLib);
+    return dispatch(*manifest);
+}
+
+}  // namespace
+
+std::int32_t runPatchSession(const char* baseDirectory) {
+    std::int32_t result = RESULT_NO_ACTION;
+    std::int32_t exitValue = EXIT_NOT_LOGGED;
+    std::unique_ptr<Logger> logger;
+    PatchSession& session = patchSession();
+    if (boundedStrncpy(session.baseDirectory, baseDirectory, sizeof session.baseDirectory) != nullptr) {
+        logger.reset(new (std::nothrow) Logger(baseDirectory));
+    }
+    if (logger != nullptr) {
+        logger->start();
+        exitValue = EXIT_RUN;
+        result = runAction(baseDirectory);
+    }
+    writeResult(baseDirectory, result);
+    if (logger != nullptr) {
+        logger->stop();
+        logger.reset();
+    }
+    // Nobody listens any more; the line marks the end for whoever attaches a listener of their own.
+    UPDATER_INFO(6, "OvPatch end.");
+    return exitValue;
+}
+
+}  // namespace ovpatch
