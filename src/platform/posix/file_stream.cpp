@@ -18,7 +18,6 @@ namespace {
 constexpr std::size_t BUFFER_SIZE = 64 * 1024;
 // What the C library reads at a time when it is not told otherwise.
 constexpr std::size_t LIBRARY_BUFFER_SIZE = BUFSIZ;
-constexpr int OPENING = O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 
 struct StreamMode {
     char kind = '\0';     // 'r', 'w' or 'a'
@@ -91,23 +90,20 @@ ssize_t readStream(void* cookie, char* bytes, std::size_t size) {
     return count;
 }
 
+bool gather(Stream* stream, const char* bytes, std::size_t size) {
+    if (stream->gathered + size > BUFFER_SIZE && !writeGathered(stream)) return false;
+    if (size > BUFFER_SIZE) return writeAll(stream, bytes, size);
+    std::memcpy(stream->buffer + stream->gathered, bytes, size);
+    stream->gathered += size;
+    return !stream->writeFailed;
+}
+
 // The C library takes 0 as the failure here.
 ssize_t writeStream(void* cookie, const char* bytes, std::size_t size) {
     auto* stream = static_cast<Stream*>(cookie);
     stream->atEnd = false;
-    bool done = true;
-    if (!stream->replacing) {
-        done = writeAll(stream, bytes, size);
-    } else {
-        if (stream->gathered + size > BUFFER_SIZE) done = writeGathered(stream);
-        if (done && size > BUFFER_SIZE) {
-            done = writeAll(stream, bytes, size);
-        } else if (done && !stream->writeFailed) {
-            std::memcpy(stream->buffer + stream->gathered, bytes, size);
-            stream->gathered += size;
-        }
-    }
-    return done && !stream->writeFailed ? static_cast<ssize_t>(size) : 0;
+    const bool done = stream->replacing ? gather(stream, bytes, size) : writeAll(stream, bytes, size);
+    return done ? static_cast<ssize_t>(size) : 0;
 }
 
 int seekStream(void* cookie, off64_t* offset, int origin) {
@@ -133,14 +129,17 @@ int closeStream(void* cookie) {
     return done ? 0 : EOF;
 }
 
+int openFlags(const StreamMode& mode) {
+    const int access = mode.update ? O_RDWR : mode.kind == 'r' ? O_RDONLY : O_WRONLY;
+    const int append = mode.kind == 'a' ? O_APPEND : 0;
+    // Opening must not wait for whoever is at the other end of what turns out to be no file.
+    return access | append | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+}
+
 // Permissions do not stop the superuser, so the owner's write bit is asked for here as it is everywhere else.
 bool openInPlace(Stream* stream, const char* hostPath, const StreamMode& mode, off_t* size) {
     const bool writing = mode.update || mode.kind == 'a';
-    const int flags = OPENING |
-                      (mode.update ? O_RDWR
-                       : writing   ? O_WRONLY
-                                   : O_RDONLY) |
-                      (mode.kind == 'a' ? O_APPEND : 0);
+    const int flags = openFlags(mode);
     stream->descriptor = open(hostPath, flags);
     if (stream->descriptor < 0 && errno == ENOENT && mode.kind == 'a') {
         // Exclusive, so that nothing is created through a link to nothing.

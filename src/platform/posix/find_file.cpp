@@ -24,13 +24,12 @@ bool readEntries(LPCWSTR query, DirectoryEntries* entries) {
     HostPath path;
     if (!path.assignQuery(query)) return false;
     char* pattern = path.lastName();
-    if (std::strcmp(pattern, "*") == 0) {
-        *pattern = '\0';
-        return entries->read(*path.cStr() == '\0' ? "." : path.cStr());
-    }
+    const bool wholeDirectory = std::strcmp(pattern, "*") == 0;
+    if (wholeDirectory) *pattern = '\0';
     if (std::strpbrk(path.cStr(), "*?") != nullptr) return fail(ERROR_INVALID_NAME);
-    struct stat status;
+    if (wholeDirectory) return entries->read(*path.cStr() == '\0' ? "." : path.cStr());
     if (*pattern == '\0') return fail(ERROR_FILE_NOT_FOUND);
+    struct stat status;
     if (stat(path.cStr(), &status) != 0) return failFromErrno(path.cStr());
     return entries->add(pattern, S_ISDIR(status.st_mode));
 }
