@@ -37,10 +37,6 @@ Header* headerOf(char* characters) {
     return reinterpret_cast<Header*>(characters - sizeof(Header));
 }
 
-const Header* headerOf(const char* characters) {
-    return reinterpret_cast<const Header*>(characters - sizeof(Header));
-}
-
 bool ownsBlock(const char* characters) {
     return characters != &emptyBlock.terminator;
 }

@@ -22,10 +22,13 @@ public:
     // Moves the array to one of `newCapacity` slots.
     virtual void resize(std::uint32_t newCapacity) = 0;
 
+    // Slots of the array; before the first growth, and after clear, what the next growth starts from.
+    std::uint32_t capacity() const { return capacity_; }
+
 protected:
     static constexpr std::uint32_t SMALLEST_STEP = 4;
 
-    std::uint32_t capacity_;  // before the first growth: what the growth starts from
+    std::uint32_t capacity_;
     std::uint32_t growthStep_;
     std::uint32_t count_;
 };
