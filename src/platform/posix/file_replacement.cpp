@@ -51,11 +51,13 @@ bool FileReplacement::resolveLink(const char* hostPath) {
 }
 
 bool FileReplacement::buildTemporaryPath() {
+    // The number only makes a clash unlikely, so it need not be asked for again after a fork.
+    static const int process = static_cast<int>(getpid());
     static unsigned counter = 0;
     const char* separator = std::strrchr(target_, '/');
     const int directory = separator == nullptr ? 0 : static_cast<int>(separator - target_) + 1;
     const int length = std::snprintf(temporary_, sizeof temporary_, "%.*s.ovp%d_%u.tmp", directory, target_,
-                                     static_cast<int>(getpid()), counter++);
+                                     process, counter++);
     return length >= 0 && static_cast<std::size_t>(length) < sizeof temporary_;
 }
 

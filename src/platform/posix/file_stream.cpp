@@ -1,5 +1,6 @@
 // platform::fopen: streams of the C library over descriptors of our own.
 #include <fcntl.h>
+#include <stdio_ext.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -177,10 +178,13 @@ void enlargeReadBuffer(std::FILE* file, Stream* stream, off_t size) {
 std::FILE* makeFile(Stream* stream, const StreamMode& mode, off_t size) {
     const char text[3] = {mode.kind, mode.update ? '+' : '\0', '\0'};
     std::FILE* file = fopencookie(stream, text, {readStream, writeStream, seekStream, closeStream});
-    if (file == nullptr)
+    if (file == nullptr) {
         fail(ERROR_NOT_ENOUGH_MEMORY);
-    else if (mode.kind == 'r')
-        enlargeReadBuffer(file, stream, size);
+        return nullptr;
+    }
+    // One thread owns a stream at a time; the lock would be taken for every byte.
+    __fsetlocking(file, FSETLOCKING_BYCALLER);
+    if (mode.kind == 'r') enlargeReadBuffer(file, stream, size);
     return file;
 }
 
