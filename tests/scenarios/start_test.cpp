@@ -1,0 +1,198 @@
+// The command line, the base directory, and runs that meet each other.
+#include <chrono>
+#include <thread>
+
+#include "support/story.h"
+
+namespace ovpatch::scenarios {
+namespace {
+
+const char* const kNothingToDo = "[common]\naction=2\n";
+
+// A whole command line as the device hands it over; it needs a double quote in it.
+struct Start {
+    const char* line;
+    const char* base;  // where the run finds its manifest
+};
+
+TEST(CommandLine, GivesTheBaseDirectory) {
+    if (throughLauncher()) GTEST_SKIP() << "exact command lines are a matter of the POSIX host";
+    const Start starts[] = {
+        {"\"x\\a.exe\" \"base\"", "base"},
+        {"\"x\\a.exe\"\"base\"", "base"},
+        {" \"a.exe\" \"\" \" base\t\" \"  \"", "base"},
+        {"a.exe\"base", "base"},
+        {"\"x\\a.exe\" \"base\\\"", "base"},
+        {"\"x\\a.exe\" \"base/in\"", "base\\in"},
+        {"\"base\\a.exe\"", "base"},
+        {"\"base/a b.exe\"", "base"},
+        {"\"base\\in/a.exe\"", "base\\in"},
+        {"\"base\\a.exe\" \"other\" \"third\"", "base"},
+        {"\"\"", ""},
+        {"\"a.exe\"", ""},
+        {"\"\\a.exe\"", ""},
+    };
+    for (const Start& start : starts) {
+        SCOPED_TRACE(start.line);
+        Device device;
+        device.base = start.base;
+        device.file(
+            *start.base != '\0' ? std::string(start.base) + "\\OV_Temp\\OvPatch.ini" : "OV_Temp\\OvPatch.ini",
+            kNothingToDo);
+        Story story({});
+        story.info("OvPatch action ready.").info("OvPatch Action rollback.").leavesResult();
+        const Tree before = device.tree();
+        expectOutcome(device.run({start.line}), story, 0, before);
+    }
+}
+
+TEST(CommandLine, OfArgumentsIsJoinedInQuotes) {
+    Device device;
+    device.base = "base with blank";
+    device.file("base with blank\\OV_Temp\\OvPatch.ini", kNothingToDo);
+    EXPECT_EQ(device.run({"base with blank"}).result, "result=0\n");
+}
+
+// Nothing is done, not even logged.
+TEST(CommandLine, ThatIsRefusedLeavesNoTrace) {
+    if (throughLauncher()) GTEST_SKIP() << "exact command lines are a matter of the POSIX host";
+    const auto filled = [](std::size_t length) {  // three tokens, the line of that length
+        const std::string line = "\"base\\a.exe\" \"" + std::string(250, 'b') + "\" \"";
+        return line + std::string(length - line.size() - 1, 'c') + "\"";
+    };
+    const std::string tooLong(260, 'b');
+    const std::pair<std::string, int> lines[] = {
+        {"\"base\\a.exe\" \"base\" \"base\" \"base\"", 0},
+        {"\"base\\a.exe\" \"base\" \"\" \"base\" \"base\" \"base\"", 0},
+        {"\"a.exe\" \"" + tooLong + "\"", 1},
+        {"\"base\\" + tooLong + "\\a.exe\"", 1},
+        {filled(520), 2},
+        {filled(700), 2},
+    };
+    for (const auto& [line, exitValue] : lines) {
+        SCOPED_TRACE(line);
+        Device device;
+        device.manifestText(kNothingToDo);
+        const Tree before = device.tree();
+        const Outcome seen = device.run({line});
+        EXPECT_EQ(seen.exitValue, exitValue);
+        EXPECT_EQ(seen.result, "(none)");
+        EXPECT_FALSE(device.exists("base\\OV_Log"));
+        EXPECT_EQ(text(before), text(seen.tree));
+    }
+    Device device;
+    device.manifestText(kNothingToDo);
+    EXPECT_EQ(device.run({filled(519)}).result, "result=0\n");
+}
+
+// One byte more each: all paths fit; the result's does not; nor does the manifest's.
+TEST(BaseDirectory, NearTheLimitLosesItsFilesOneByOne) {
+    if (throughLauncher()) GTEST_SKIP() << "exact command lines are a matter of the POSIX host";
+    for (const std::size_t length : {238u, 239u, 240u}) {
+        SCOPED_TRACE(length);
+        Device device;
+        device.base = std::string(length - 2, 'b') + "\\c";
+        device.file(device.base + "\\OV_Temp\\OvPatch.ini", kNothingToDo);
+        Story story({});
+        if (length < 240) {
+            story.info("OvPatch action ready.").info("OvPatch Action rollback.");
+        } else {
+            story.error("OvPatch: CatURIWithFile: failed.");
+        }
+        const Outcome seen = device.run({"\"x\" \"" + device.base + "\""});
+        EXPECT_EQ(seen.exitValue, 0);
+        EXPECT_EQ(seen.result, length == 238 ? "result=0\n" : "(none)");
+        EXPECT_EQ(text(seen.log), text(story.leavesResult().log));
+    }
+}
+
+// The records of a log that show this process id, by their number in the file.
+std::vector<std::size_t> recordsOf(const std::string& log, int process) {
+    std::vector<std::size_t> found;
+    const std::string mark = "P[" + std::to_string(process) + "]";
+    for (std::size_t at = log.find(mark); at != std::string::npos; at = log.find(mark, at + 1))
+        found.push_back(at);
+    return found;
+}
+
+// The second run waits, with nothing done, for as long as the first one's agent takes; then it does its own
+// work.
+TEST(TwoRuns, FollowOneAnother) {
+    if (throughLauncher()) GTEST_SKIP() << "the process ids are the launcher's";
+    Device device;
+    const Manifest manifest = newManifest({engine()});
+    device.lay(manifest);
+    device.order("StartAction * await agent.go");
+    const int first = device.start();
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (device.content("agent.calls") != "StartAction()\n") {
+        ASSERT_LT(std::chrono::steady_clock::now(), limit);
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    const int second = device.start();
+    std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    EXPECT_EQ(device.content("agent.calls"), "StartAction()\n");
+    const std::string meanwhile = device.content("base\\OV_Log\\KxuDump.txt");
+    EXPECT_TRUE(recordsOf(meanwhile, second).empty());
+    EXPECT_EQ(device.content("dst\\old0.bin"), "old0.bin as it was");
+    device.file("agent.go", "");
+
+    EXPECT_EQ(device.await(first), 0);
+    EXPECT_EQ(device.await(second), 0);
+    const std::string log = device.content("base\\OV_Log\\KxuDump.txt");
+    const std::vector<std::size_t> byFirst = recordsOf(log, first);
+    const std::vector<std::size_t> bySecond = recordsOf(log, second);
+    ASSERT_GT(byFirst.size(), 20u);
+    ASSERT_GT(bySecond.size(), 20u);
+    EXPECT_LT(byFirst.back(), bySecond.front());
+    const std::string once =
+        "StartAction()\nStartItem(null, 2, 31, 0, {0x15000 0 0}, {0x16000 120 "
+        "0})\nCheckFileEx(dst\\new0.bin)\n"
+        "CheckFileEx(dst\\old0.bin)\nEndItem(1, {0x15000 0 0}, {0x16000 120 0})\nEndAction()\n";
+    EXPECT_EQ(device.content("agent.calls"), once + once);
+    EXPECT_EQ(
+        device.content("dst\\OV_Backup\\OvBackup.ini"),
+        ledgerHead(manifest, 1) + ledgerRecord(0, manifest.items[0], {},
+                                               {"backup.001, dst\\new0.bin", "backup.002, dst\\old0.bin"}));
+}
+
+// A run that dies leaves no ledger and no result, and nobody waits for it. The copies that it took stay
+// behind, and their names are not used again.
+TEST(TwoRuns, DoTheWorkOfOneThatDied) {
+    Device device;
+    const Manifest manifest = newManifest({engine(), product()});
+    device.lay(manifest);
+    device.order("CheckFileEx ~old1.bin abort");
+    Tree tree = device.tree();
+    const Outcome died = device.run();
+    EXPECT_NE(died.exitValue, 0);
+    EXPECT_EQ(died.result, "(none)");
+    putUpdated(tree, manifest, 0);
+    put(tree, "dst\\new1.bin", "new1.bin of the update");
+    EXPECT_EQ(text(tree), text(died.tree));
+
+    device.noOrders();
+    Story story(manifest);
+    story.parses().loads().opens();
+    for (std::size_t i = 0; i < 2; ++i) {
+        const std::string n = std::to_string(i) + ".bin";
+        story.starts(i)
+            .copies(i)
+            .file("new" + n, Fate::Overwritten)
+            .file("old" + n, Fate::Overwritten)
+            .ends();
+    }
+    putUpdated(tree, manifest, 1);
+    tree["dst\\OV_Backup\\2\\31\\backup.001"] = "new0.bin of the update";
+    tree["dst\\OV_Backup\\2\\31\\backup.002"] = "old0.bin of the update";
+    tree["dst\\OV_Backup\\1\\2\\backup.000"] = "new1.bin of the update";
+    tree["dst\\OV_Backup\\1\\2\\backup.001"] = "old1.bin as it was";
+    tree["dst\\OV_Backup\\OvBackup.ini"] =
+        ledgerHead(manifest, 2) +
+        ledgerRecord(0, manifest.items[0], {}, {"backup.001, dst\\new0.bin", "backup.002, dst\\old0.bin"}) +
+        ledgerRecord(1, manifest.items[1], {}, {"backup.000, dst\\new1.bin", "backup.001, dst\\old1.bin"});
+    expectOutcome(device.run(), story.closes().merges().isDone(), 0, tree);
+}
+
+}  // namespace
+}  // namespace ovpatch::scenarios
