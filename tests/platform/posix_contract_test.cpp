@@ -92,7 +92,7 @@ TEST_F(PosixContract, PathsAreNeverShortened) {
 }
 
 // In a process of its own, because the code page is settled at the first use.
-void checkCodePage(const char* codePage, const WideText& expected) {
+bool checkCodePage(const char* codePage, const WideText& expected) {
     setenv("OVPATCH_ANSI_CODE_PAGE", codePage, 1);
     // A pair with a trail byte 0x5C, the bounds of both lead ranges, a lead byte before 0x3F and one at the
     // end.
@@ -105,19 +105,20 @@ void checkCodePage(const char* codePage, const WideText& expected) {
     tree.put("a\x83\x5C", "pair");
     WIN32_FIND_DATAW entry = {};
     const HANDLE search = FindFirstFileW((tree.wide("") + TEXT("*")).c_str(), &entry);
-    const bool listed = WideText(entry.cFileName) == WideText{0x61, 0x835C};
     FindClose(search);
-    const bool found = platform::canOpenForReading((tree.text("") + "a\x83\x5C").c_str());
-    std::exit(WideText(wide) == expected && text == bytes && listed && found ? 0 : 1);
+    return WideText(wide) == expected && text == bytes &&
+           WideText(entry.cFileName) == WideText{0x61, 0x835C} &&
+           platform::canOpenForReading((tree.text("") + "a\x83\x5C").c_str());
 }
 
 TEST(PosixCodePageDeathTest, PairsAreOneUnitAndTheirTrailBytesNoSeparators) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const WideText japanese = {'a', 0x835C, 0xE040, 0x80, 0xFCFC, 0xFD, 0x7E, 0x81, 0x3F, 0x9F};
     const WideText others = {'a', 0x835C, 0xE040, 0x80, 0xFCFC, 0xFD7E, 0x81, 0x3F, 0x9F};
-    EXPECT_EXIT(checkCodePage("932", japanese), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(std::exit(checkCodePage("932", japanese) ? 0 : 1), testing::ExitedWithCode(0), "");
     for (const char* codePage : {"936", "949", "950"})
-        EXPECT_EXIT(checkCodePage(codePage, others), testing::ExitedWithCode(0), "") << codePage;
+        EXPECT_EXIT(std::exit(checkCodePage(codePage, others) ? 0 : 1), testing::ExitedWithCode(0), "")
+            << codePage;
 }
 
 TEST_F(PosixContract, ASearchIsInAscendingOrderOfUnsignedBytesWhateverTheNumber) {
@@ -321,7 +322,8 @@ TEST(PosixMutex, ASecondProcessWaitsUntilTheFirstReleasesOrDies) {
     waitpid(waiter, nullptr, 0);
     EXPECT_TRUE(CloseHandle(mutex));
     const std::string lockFile = "/tmp/" + std::string(name.begin(), name.end()) + ".lock";
-    EXPECT_EQ(fs::remove(lockFile), true);
+    EXPECT_EQ(fs::status(lockFile).permissions(), fs::perms{0666});
+    EXPECT_TRUE(fs::remove(lockFile));
 }
 
 // What the probe shows for shell words, and its exit value.

@@ -1,4 +1,6 @@
-// A library with one entry, for the tests of loading.
+// A library with one entry, for the tests of loading. It uses the C library, so that it depends on another.
+#include <cstdlib>
+
 #ifdef _WIN32
 #define EXPORTED extern "C" __declspec(dllexport)
 #else
@@ -6,5 +8,5 @@
 #endif
 
 EXPORTED int answerOfTestLibrary() {
-    return 42;
+    return static_cast<int>(std::strtol("42", nullptr, 10));
 }
