@@ -171,14 +171,17 @@ DWORD GetFileAttributesW(LPCWSTR path);
 
 // Copies a file's content, permission bits (read, write, execute) and modification time. The target is
 // replaced as a whole once the copy is complete, links followed on both sides; whoever has the old file open
-// keeps its old content. After a failure the target is as it was and nothing else is left behind. FALSE on
-// failure:
-//   2     the source is missing             3     the directory of the source or of the target is missing
-//   5     the source is a directory or no regular file, the target a directory, read-only (whoever runs the
-//   program),
-//         or a link to nothing
-//   32    both are the same file            80    `failIfExists` is set and the target exists
-//   112   no space (also a quota)           223   the target would be larger than allowed
+// keeps its old content, and the file keeps its owner where the host allows it. After a failure the target is
+// as it was and nothing else is left behind. Only a kill can leave something: a file `.ovp*.tmp` beside the
+// target. FALSE on failure:
+//   2     the source is missing
+//   3     the directory of the source or of the target is missing
+//   5     the source is no regular file; the target is a directory, no regular file, read-only (whoever runs
+//         the program) or a link to nothing
+//   32    both are the same file
+//   80    `failIfExists` is set and the target exists
+//   112   no space, or a quota reached
+//   223   the target would be larger than allowed
 BOOL CopyFileW(LPCWSTR source, LPCWSTR target, BOOL failIfExists);
 
 // Makes a directory. FALSE on failure: ERROR_ALREADY_EXISTS (183) when the name exists, whatever it is;
