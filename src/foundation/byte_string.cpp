@@ -206,22 +206,22 @@ void ByteString::trimWhitespace() {
     if (end - first != length()) setContent(characters_ + first, end - first);
 }
 
-// `source` may lie inside the string: it is then no longer than the room, and the block stays where it is.
+// `source` may lie inside the string: the old block stays until it is copied.
 void ByteString::setContent(const char* source, std::uint32_t count) {
-    Header* header = headerOf(characters_);
-    if (count > header->room) {
-        const std::uint32_t capacity = header->capacity;
-        freeBlock(characters_);
+    char* const oldCharacters = characters_;
+    const std::uint32_t oldCapacity = capacity();
+    const bool fits = count <= headerOf(characters_)->room;
+    if (!fits) {
         characters_ = emptyCharacters();
         resizeRoom(count);
-        header = headerOf(characters_);
-        header->capacity = capacity;
     }
     if (!ownsBlock(characters_)) return;
     if (count != 0) std::memmove(characters_, source, count);
     characters_[count] = 0;
+    Header* const header = headerOf(characters_);
     header->length = count;
-    if (header->capacity < count) header->capacity = capacityFor(count);
+    header->capacity = oldCapacity < count ? capacityFor(count) : oldCapacity;
+    if (!fits) freeBlock(oldCharacters);
 }
 
 // Makes the string `count` bytes longer and answers where the caller writes them. The promised capacity must

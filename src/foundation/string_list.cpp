@@ -57,11 +57,12 @@ void StringList::clear(bool destroyItems) {
 }
 
 void StringList::resize(std::uint32_t newCapacity) {
-    if (newCapacity < count_ || newCapacity == 0) return;
-    ByteString** const slots = static_cast<ByteString**>(std::calloc(newCapacity, sizeof(ByteString*)));
+    if (newCapacity < count_) return;
+    const std::uint32_t slotCount = newCapacity == 0 ? 1 : newCapacity;
+    ByteString** const slots = static_cast<ByteString**>(std::calloc(slotCount, sizeof(ByteString*)));
     if (slots == nullptr) return;
     const std::uint32_t kept = count_;
-    if (kept != 0) std::memcpy(slots, strings_, kept * sizeof(ByteString*));
+    if (strings_ != nullptr) std::memcpy(slots, strings_, kept * sizeof(ByteString*));
     clear(false);
     strings_ = slots;
     capacity_ = newCapacity;

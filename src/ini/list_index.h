@@ -49,7 +49,7 @@ public:
     // `node` is now the last of its list.
     void added(Node& node) {
         if (slots_ == nullptr) return;
-        if (names_ >= (mask_ + 1) / 4 * 3) enlarge();
+        if (names_ >= roomOf(mask_ + 1)) enlarge();
         insert(node);
     }
 
@@ -75,6 +75,9 @@ public:
 private:
     static constexpr std::uint32_t HANDFUL = 16;
     static constexpr std::uint32_t FIRST_SLOTS = 64;
+
+    // The names that so many slots take, at most.
+    static std::uint32_t roomOf(std::uint32_t slots) { return slots / 4 * 3; }
 
     static std::string_view textOf(const Node& node) { return std::string_view(node.name().cStr()); }
 

@@ -49,6 +49,9 @@ TEST(StringList, ClearsWithAndWithoutItsStrings) {
 
 TEST(StringList, ResizesAndMoves) {
     StringList list;
+    list.resize(0);
+    EXPECT_EQ(list.capacity(), 0u);
+    list.resize(20);
     for (const char* text : {"a", "b", "c"})
         list.add(ByteString(text));
     list.resize(2);
