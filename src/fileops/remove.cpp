@@ -95,7 +95,10 @@ std::int32_t removeListed(const ByteString& path, bool withTrees, const Removal&
 std::int32_t removeDirectoryTree(const ByteString& directory, const Removal& removal) {
     // An empty directory goes at once; so does a link to a directory, whose target must not be emptied.
     if (!removal.isAsked() && removeObject(directory.cStr(), true, removal) == FILEOP_OK) return FILEOP_OK;
-    const std::int32_t answer = removeListed(directory + "\\", true, removal);
+    // Behind half a character, in our code page, the separator would be none.
+    const ByteString closed = directory + "\\";
+    const std::int32_t answer =
+        removeListed(endsWithSeparator(closed.cStr()) ? closed : directory, true, removal);
     if (answer != FILEOP_OK) return answer;
     return removeObject(directory.cStr(), true, removal);
 }
