@@ -6,155 +6,128 @@ namespace {
 
 const char* const kLedger = "dst\\OV_Backup\\OvBackup.ini";
 
-TEST(Ledger, OfTwoUpdatesByteForByte) {
+TEST(LedgerFile, OfTwoUpdatesByteForByte) {
+    const std::string head = R"([common]
+itemcount=2
+patchagent.version=1
+patchagent=agent\new.dll
+)";
+    const std::string pattern = R"([item_1]
+class=3
+type=4
+origin.version=1234
+result.version=1240
+added.filecount=0
+written.filecount=2
+written.0=backup.000, Data\Engine\pat1.bin
+written.1=backup.001, Data\Engine\pat2.bin
+)";
     Device device;
-    const std::string destination = "Data\\Engine";
-    Manifest manifest = newManifest({engine(), {3, 4, {"1234", 1234}, {"1240", 1240}}});
+    Manifest manifest{1, {engine(), {3, 4, {"1234", 1234}, {"1240", 1240}}}};
     for (Item& item : manifest.items)
-        item.destination = destination;
+        item.destination = "Data\\Engine";
     device.manifest(manifest);
-    device.file("base\\OV_Temp\\2\\31\\eng.dll", "engine 1.6");
-    device.file("base\\OV_Temp\\2\\31\\new.dll", "new 1.6");
-    device.file("base\\OV_Temp\\3\\4\\pat1.bin", "pattern 1 1240");
-    device.file("base\\OV_Temp\\3\\4\\pat2.bin", "pattern 2 1240");
-    device.file("Data\\Engine\\eng.dll", "engine 1.5");
-    device.file("Data\\Engine\\pat1.bin", "pattern 1 1234");
-    device.file("Data\\Engine\\pat2.bin", "pattern 2 1234");
-    EXPECT_EQ(device.run().result, "result=0\n");
-    const std::string pattern =
-        "[item_1]\n"
-        "class=3\n"
-        "type=4\n"
-        "origin.version=1234\n"
-        "result.version=1240\n"
-        "added.filecount=0\n"
-        "written.filecount=2\n"
-        "written.0=backup.000, Data\\Engine\\pat1.bin\n"
-        "written.1=backup.001, Data\\Engine\\pat2.bin\n";
-    const std::string head =
-        "[common]\n"
-        "itemcount=2\n"
-        "patchagent.version=1\n"
-        "patchagent=agent\\new.dll\n";
-    EXPECT_EQ(device.content("Data\\Engine\\OV_Backup\\OvBackup.ini"),
-              head +
-                  "[item_0]\n"
-                  "class=2\n"
-                  "type=1f\n"
-                  "origin.version=1.5\n"
-                  "result.version=1.6.120\n"
-                  "added.filecount=1\n"
-                  "added.0=Data\\Engine\\new.dll\n"
-                  "written.filecount=1\n"
-                  "written.0=backup.000, Data\\Engine\\eng.dll\n" +
-                  pattern);
+    for (const char* name : {"2\\31\\eng.dll", "2\\31\\new.dll", "3\\4\\pat1.bin", "3\\4\\pat2.bin"}) {
+        device.file(std::string("base\\OV_Temp\\") + name, std::string(name) + ", first update");
+    }
+    for (const char* name : {"eng.dll", "pat1.bin", "pat2.bin"})
+        device.file(std::string("Data\\Engine\\") + name, "old");
+    Story first(device, manifest);
+    first.begins().item(0).item(1).succeeds().check(0);
+    EXPECT_EQ(device.content("Data\\Engine\\OV_Backup\\OvBackup.ini"), head + R"([item_0]
+class=2
+type=1f
+origin.version=1.5
+result.version=1.6.120
+added.filecount=1
+added.0=Data\Engine\new.dll
+written.filecount=1
+written.0=backup.000, Data\Engine\eng.dll
+)" + pattern);
 
     manifest.items.pop_back();
     manifest.items[0].from = {"1.6.120", 0x00016000, 120};
     manifest.items[0].to = {"1.7", 0x00017000};
     device.manifest(manifest);
-    device.file("base\\OV_Temp\\2\\31\\eng.dll", "engine 1.7");
+    device.file("base\\OV_Temp\\2\\31\\eng.dll", "second update");
     device.remove("base\\OV_Temp\\2\\31\\new.dll");
-    EXPECT_EQ(device.run().result, "result=0\n");
-    EXPECT_EQ(device.content("Data\\Engine\\OV_Backup\\OvBackup.ini"),
-              head + pattern +
-                  "[item_0]\n"
-                  "class=2\n"
-                  "type=1f\n"
-                  "origin.version=1.6.120\n"
-                  "result.version=1.7\n"
-                  "added.filecount=0\n"
-                  "written.filecount=1\n"
-                  "written.0=backup.001, Data\\Engine\\eng.dll\n");
-    EXPECT_EQ(device.content("Data\\Engine\\OV_Backup\\2\\31\\backup.001"), "engine 1.6");
+    Story second(device, manifest);
+    second.ledgers = first.ledgers;
+    second.begins().item(0).succeeds().check(0);
+    EXPECT_EQ(device.content("Data\\Engine\\OV_Backup\\OvBackup.ini"), head + pattern + R"([item_0]
+class=2
+type=1f
+origin.version=1.6.120
+result.version=1.7
+added.filecount=0
+written.filecount=1
+written.0=backup.001, Data\Engine\eng.dll
+)");
+    EXPECT_EQ(device.content("Data\\Engine\\OV_Backup\\2\\31\\backup.001"), "2\\31\\eng.dll, first update");
     EXPECT_FALSE(device.exists("Data\\Engine\\OV_Backup\\2\\31\\backup.000"));
-    EXPECT_EQ(device.content("Data\\Engine\\OV_Backup\\3\\4\\backup.001"), "pattern 2 1234");
-    EXPECT_EQ(device.content("Data\\Engine\\new.dll"), "new 1.6");
 }
 
 // Each update takes the lowest free name, and its merge frees that of the update before.
-TEST(Ledger, NamesOfCopiesAreUsedAgain) {
+TEST(LedgerFile, NamesOfCopiesAreUsedAgain) {
     Device device;
-    const Manifest manifest = newManifest({engine()});
+    const Manifest manifest{1, {engine()}};
     device.lay(manifest);
     device.remove(manifest.items[0].source() + "new0.bin");
-    Tree tree = device.tree();
-    std::string before = "old0.bin as it was";
-    std::vector<std::vector<Stored>> stored = {{}};
+    std::map<std::string, Ledger> ledgers;
     for (const char* name : {"backup.000", "backup.001", "backup.000", "backup.001"}) {
-        SCOPED_TRACE(before);
-        const std::string now = before + "+";
-        device.file(manifest.items[0].source() + "old0.bin", now);
-        Story story(manifest);
-        story.parses().loads().opens().starts(0).copies(0).file("old0.bin", Fate::Overwritten).ends();
-        story.closes().merges(stored).isDone();
-        stored = {{{0, 1}}};
-        tree.erase("dst\\OV_Backup\\2\\31\\backup.000");
-        tree.erase("dst\\OV_Backup\\2\\31\\backup.001");
-        put(tree, std::string("dst\\OV_Backup\\2\\31\\") + name, before);
-        tree[manifest.items[0].source() + "old0.bin"] = tree["dst\\old0.bin"] = now;
-        tree[kLedger] = ledgerHead(manifest, 1) +
-                        ledgerRecord(0, manifest.items[0], {}, {std::string(name) + ", dst\\old0.bin"});
-        expectOutcome(device.run(), story, 0, tree);
-        before = now;
+        const std::string before = device.content("dst\\old0.bin");
+        device.file(manifest.items[0].source() + "old0.bin", before + "+");
+        Story story(device, manifest);
+        story.ledgers = ledgers;
+        story.begins().item(0).succeeds().check(0);
+        ledgers = story.ledgers;
+        EXPECT_EQ(device.content(manifest.items[0].backups() + name), before);
     }
 }
 
 // The same item twice in a run: the second finds the first's record and drops its copies.
-TEST(Ledger, HoldsOneRecordOfAnItem) {
-    Device device;
-    const Manifest manifest = oldManifest({engine(), engine()});
-    device.manifest(manifest);
-    device.file(manifest.items[0].source() + "f.bin", "new");
-    device.file("dst\\f.bin", "old");
-    Tree tree = device.tree();
-    Story story(manifest);
-    story.parses().loads().opens();
-    for (std::size_t i = 0; i < 2; ++i)
-        story.starts(i).copies(i).file("f.bin", Fate::Overwritten).ends();
-    tree["dst\\f.bin"] = "new";
-    put(tree, "dst\\OV_Backup\\2\\31\\backup.001", "new");
-    tree[kLedger] = ledgerHead(manifest, 1) + "transaction=0, 0, \n" +
-                    ledgerRecord(0, manifest.items[0], {}, {"backup.001, dst\\f.bin"});
-    expectOutcome(device.run(), story.closes().merges().isDone(), 0, tree);
+TEST(LedgerFile, HoldsOneRecordOfAnItem) {
+    for (const int generation : {0, 1}) {
+        Device device;
+        const Manifest manifest{generation, {engine(), engine()}};
+        device.manifest(manifest);
+        device.file(manifest.items[0].source() + "f.bin", "new");
+        device.file("dst\\f.bin", "old");
+        Story story(device, manifest);
+        story.begins().item(0).item(1).succeeds();
+        EXPECT_EQ(story.ledgers["dst"].records.size(), 1u);
+        EXPECT_EQ(story.ledgers["dst"].transactionLine, generation == 0 ? "transaction=0, 0, \n" : "");
+        story.check(0);
+    }
 }
 
-// The key lists what the last run of an old agent touched, and stands in the ledger of its first item alone.
-TEST(Ledger, TellsTheTransactionOfAnOldAgent) {
+// The key lists what the last run of an old agent touched, the last item first, and stands in the ledger of
+// its first item alone. A run with a new agent leaves the head as it is, but the blank behind the value goes
+// with the reading.
+TEST(LedgerFile, TellsTheTransactionOfAnOldAgent) {
     Device device;
-    Manifest manifest = oldManifest({product(), engine()});
-    manifest.items[1].destination = "dst2";
-    device.lay(manifest);
-    device.run();
-    EXPECT_EQ(device.content(kLedger),
-              ledgerHead(manifest, 1) + "transaction=0, 0, \n" + laidRecord(manifest, 0));
-    EXPECT_EQ(device.content("dst2\\OV_Backup\\OvBackup.ini").find("transaction"), std::string::npos);
-
-    // A run with a new agent leaves the ledger's head alone; the blank behind the key's value goes with the
-    // reading.
-    Manifest next = newManifest({pattern()});
-    device.lay(next);
-    device.remove("dst\\new0.bin");
-    device.run();
-    std::string head = ledgerHead(manifest, 2) + "transaction=0, 0,\n";
-    EXPECT_EQ(device.content(kLedger),
-              head + laidRecord(manifest, 0) +
-                  ledgerRecord(1, next.items[0], {"dst\\new0.bin"}, {"backup.000, dst\\old0.bin"}));
-
-    next.generation = 0;
-    next.agent = kOldAgent;
-    device.lay(next);
-    device.remove("dst\\new0.bin");
-    device.run();
-    head = ledgerHead(manifest, 2) + "transaction=1, \n";
-    EXPECT_EQ(device.content(kLedger),
-              head + laidRecord(manifest, 0) +
-                  ledgerRecord(1, next.items[0], {"dst\\new0.bin"}, {"backup.001, dst\\old0.bin"}));
+    Manifest manifest{0, {product(), pattern(), engine()}};
+    manifest.items[2].destination = "dst2";
+    std::map<std::string, Ledger> ledgers;
+    const auto run = [&](const Manifest& what, const std::string& transaction) {
+        device.lay(what);
+        Story story(device, what);
+        story.ledgers = ledgers;
+        story.begins();
+        for (std::size_t i = 0; i < what.items.size(); ++i)
+            story.item(i);
+        story.succeeds().check(0);
+        ledgers = story.ledgers;
+        EXPECT_EQ(ledgers["dst"].transactionLine, "transaction=" + transaction + "\n");
+    };
+    run(manifest, "0, 1, 0, ");
+    run({1, {pattern()}}, "0, 1, 0,");
+    run({0, {pattern()}}, "1, ");
 }
 
 // A ledger that cannot be read ends the merge: it stays as it is, later items stay unmerged, the update
 // stands.
-TEST(Ledger, ThatCannotBeReadEndsTheMerge) {
+TEST(LedgerFile, ThatCannotBeReadEndsTheMerge) {
     const std::string head = "[common]\nitemcount=1\npatchagent.version=1\n";
     const std::string item = "[item_0]\nclass=2\ntype=1f\norigin.version=1\nresult.version=2\n";
     const std::pair<std::string, std::string> ledgers[] = {
@@ -169,136 +142,84 @@ TEST(Ledger, ThatCannotBeReadEndsTheMerge) {
         {head + item + "added.filecount=2\nadded.0=x\n", "fetch added file name failed."},
         {head + item + "written.filecount=2\nwritten.0=x\n", "fetch written file name failed."},
     };
-    for (const auto& [text, reason] : ledgers) {
-        SCOPED_TRACE(text);
+    for (const auto& [ledger, reason] : ledgers) {
+        SCOPED_TRACE(ledger);
         Device device;
-        Manifest manifest = newManifest({engine(), product()});
+        Manifest manifest{1, {engine(), product()}};
         manifest.items[1].destination = "dst2";
         device.lay(manifest);
-        device.file(kLedger, text);
-        Tree tree = device.tree();
-        putUpdated(tree, manifest, 0);
-        putUpdated(tree, manifest, 1);
-        put(tree, "dst2\\OV_Backup\\OvBackup.ini", ledgerHead(manifest, 0));
+        device.file(kLedger, ledger);
+        Story story(device, manifest);
+        story.begins().item(0).item(1);
+        put(story.tree, "dst2\\OV_Backup\\OvBackup.ini", Ledger{1, "patchagent=agent\\new.dll\n"}.text());
         const Outcome seen = device.run();
         EXPECT_EQ(seen.result, "result=0\n");
-        EXPECT_EQ(ovpatch::scenarios::text(tree), ovpatch::scenarios::text(seen.tree));
+        EXPECT_EQ(text(story.tree), text(seen.tree));
         const Lines end = {"E phaseIniForBackup: " + reason, "I phaseIniForBackup: error quit.",
                            "E Merge backup ini faild",       "I updateWithPatchAgent: done.",
                            "I writeResult: start.",          "I writeResult: done."};
         ASSERT_GT(seen.log.size(), end.size());
-        EXPECT_EQ(Lines(seen.log.end() - static_cast<std::ptrdiff_t>(end.size()), seen.log.end()), end);
+        EXPECT_EQ(Lines(seen.log.end() - 6, seen.log.end()), end);
     }
 }
 
-// The ledger for the branch without a backup: three items of which each kept a copy.
-std::string threeRecords(const Manifest& head, const Lines& which) {
-    const Item items[] = {product(), engine(), pattern()};
-    std::string text;
-    std::size_t n = 0;
-    for (const std::string& name : which) {
-        const std::size_t k = name == "product" ? 0 : name == "engine" ? 1 : 2;
-        text += ledgerRecord(n++, items[k], {"dst\\" + name + ".add"}, {"backup.000, dst\\" + name + ".old"});
-    }
-    return ledgerHead(head, which.size()) + text;
-}
-
-TEST(Ledger, WithoutBackupLosesTheItem) {
+TEST(LedgerFile, WithoutBackupLosesTheItem) {
+    const std::string agentLine = "patchagent=agent\\new.dll\n";
     struct Case {
         const char* what;
-        bool agentInLedger;
-        Lines before, after;  // the items in it; none before: no ledger
+        std::string agentLine;
+        std::vector<std::pair<std::size_t, Item>> before;  // the records, by number; none: no ledger
+        std::size_t after;
     };
     const Case cases[] = {
-        {"the middle of three", true, {"product", "engine", "pattern"}, {"product", "pattern"}},
-        {"the first", true, {"engine", "pattern"}, {"pattern"}},
-        {"the only one", true, {"engine"}, {}},
-        {"a ledger without an agent", false, {"pattern", "engine"}, {"pattern"}},
-        {"not in the ledger", true, {"product", "pattern"}, {"product", "pattern"}},
-        {"no ledger", true, {}, {}},
+        {"the middle of three", agentLine, {{0, product()}, {1, engine()}, {2, pattern()}}, 2},
+        {"the first, which stands last", agentLine, {{2, pattern()}, {1, product()}, {0, engine()}}, 2},
+        {"the only one", agentLine, {{0, engine()}}, 0},
+        {"a ledger without an agent", "", {{0, pattern()}, {1, engine()}}, 1},
+        {"not in the ledger", agentLine, {{0, product()}, {1, pattern()}}, 2},
+        {"no ledger", "", {}, 0},
     };
     for (const Case& one : cases) {
         SCOPED_TRACE(one.what);
         Device device;
-        Manifest manifest = newManifest({engine()});
+        Manifest manifest{1, {engine()}};
         manifest.backup = "0";
         device.lay(manifest);
-        Manifest head = manifest;
-        if (!one.agentInLedger) head.agent = "";
-        const bool held = one.before.size() != one.after.size();
+        std::map<std::string, Ledger> ledgers;
+        for (const auto& [number, item] : one.before) {
+            ledgers["dst"].records.push_back({number, {item, {"dst\\add"}, {"backup.000, dst\\old"}}});
+            device.file(item.backups() + "backup.000", "kept");
+        }
         if (!one.before.empty()) {
-            std::string text = threeRecords(head, one.before);
-            if (held) text.insert(text.find("[item_0]"), "transaction=0, \n");
-            device.file(kLedger, text);
-            for (const char* directory : {"1\\2", "2\\31", "3\\5"}) {
-                device.file(std::string("dst\\OV_Backup\\") + directory + "\\backup.000", "kept");
-            }
+            ledgers["dst"].agentLine = one.agentLine;
+            ledgers["dst"].transactionLine = "transaction=0, \n";
+            device.file(kLedger, ledgers["dst"].text());
         }
-        Tree tree = device.tree();
-        Story story(manifest);
-        story.parses().loads().opens().starts(0).copies(0);
-        story.file("new0.bin", Fate::Added).file("old0.bin", Fate::Overwritten).ends().closes();
-        story.info("mergeBackupIni: start.").info("mergeBackupIni: no need to backup.");
-        if (one.before.empty()) {
-            story.info("phaseIniForBackup: start.").info("phaseIniForBackup: commom section fetch.");
-            story.error("phaseIniForBackup: fetch item count failed.").info("phaseIniForBackup: error quit.");
-        } else {
-            story.reads(std::vector<Stored>(one.before.size(), {1, 1}), one.agentInLedger);
+        Story story(device, manifest);
+        story.ledgers = ledgers;
+        story.begins().item(0).succeeds();
+        if (!one.before.empty()) {
+            EXPECT_EQ(story.ledgers["dst"].records.size(), one.after);
         }
-        story.info("mergeBackupIni: no backup done.").isDone();
-        tree["dst\\new0.bin"] = "new0.bin of the update";
-        tree["dst\\old0.bin"] = "old0.bin of the update";
-        putDirectory(tree, manifest.items[0].backups());
-        if (held) {
-            tree.erase("dst\\OV_Backup\\2\\31\\backup.000");
-            std::string text = threeRecords(head, one.after);
-            if (!one.agentInLedger) text.insert(text.find("[item_0]"), "patchagent=\n");
-            tree[kLedger] = text;
-        }
-        expectOutcome(device.run(), story, 0, tree);
+        story.check(0);
     }
 }
 
 // A broken ledger is passed over without a backup, and the items behind it are still seen to.
-TEST(Ledger, WithoutBackupPassesOverOneThatCannotBeRead) {
+TEST(LedgerFile, WithoutBackupPassesOverOneThatCannotBeRead) {
     Device device;
-    Manifest manifest = newManifest({engine(), product()});
+    Manifest manifest{1, {engine(), product()}};
     manifest.items[1].destination = "dst2";
     manifest.backup = "0";
     device.lay(manifest);
-    device.file(kLedger, "[common]\nitemcount=1\npatchagent.version=1\n");
-    device.file("dst2\\OV_Backup\\OvBackup.ini",
-                ledgerHead(manifest, 1) + ledgerRecord(0, product(), {}, {}));
-    const Outcome seen = device.run();
-    EXPECT_EQ(seen.result, "result=0\n");
-    EXPECT_EQ(device.content(kLedger), "[common]\nitemcount=1\npatchagent.version=1\n");
-    EXPECT_EQ(device.content("dst2\\OV_Backup\\OvBackup.ini"), ledgerHead(manifest, 0));
+    const std::string broken = "[common]\nitemcount=1\npatchagent.version=1\n";
+    device.file(kLedger, broken);
+    device.file("dst2\\OV_Backup\\OvBackup.ini", Ledger{1, "patchagent=x\n", "", {{0, {product()}}}}.text());
+    EXPECT_EQ(device.run().result, "result=0\n");
+    EXPECT_EQ(device.content(kLedger), broken);
+    EXPECT_EQ(device.content("dst2\\OV_Backup\\OvBackup.ini"), (Ledger{1, "patchagent=x\n"}.text()));
     EXPECT_FALSE(device.exists("dst\\OV_Backup\\2\\31\\backup.000"));
     EXPECT_FALSE(device.exists("dst2\\OV_Backup\\1\\2\\backup.000"));
-}
-
-// More copies than the ledger's first room, and names beyond one digit.
-TEST(Ledger, HoldsManyFiles) {
-    Device device;
-    const Manifest manifest = newManifest({engine()});
-    device.manifest(manifest);
-    Lines added, written;
-    for (int i = 100; i < 140; ++i) {
-        const std::string n = std::to_string(i);
-        const std::string suffix = i < 136
-                                       ? std::string("00") + "0123456789abcdefghijklmnopqrstuvwxyz"[i - 100]
-                                       : std::string("01") + "0123"[i - 136];
-        device.file(manifest.items[0].source() + "a" + n, "a");
-        device.file(manifest.items[0].source() + "w" + n, "new " + n);
-        device.file("dst\\w" + n, "old " + n);
-        added.push_back("dst\\a" + n);
-        written.push_back("backup." + suffix + ", dst\\w" + n);
-    }
-    device.run();
-    EXPECT_EQ(device.content(kLedger),
-              ledgerHead(manifest, 1) + ledgerRecord(0, manifest.items[0], added, written));
-    EXPECT_EQ(device.content("dst\\OV_Backup\\2\\31\\backup.00z"), "old 135");
-    EXPECT_EQ(device.content("dst\\OV_Backup\\2\\31\\backup.010"), "old 136");
 }
 
 }  // namespace

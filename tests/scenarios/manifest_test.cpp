@@ -5,7 +5,7 @@ namespace ovpatch::scenarios {
 namespace {
 
 Manifest twoItems() {
-    return newManifest({engine(), product()});
+    return {1, {engine(), product()}};
 }
 
 // The text without the last line that begins so.
@@ -20,8 +20,8 @@ std::string with(std::string text, const std::string& key, const std::string& va
     return text.replace(at, text.find('\n', at) - at, value);
 }
 
-Story begun(const Manifest& manifest) {
-    Story story(manifest);
+Story begun(Device& device) {
+    Story story(device, {});
     story.info("OvPatch action ready.").info("OvPatch action update.").info("update: start.");
     return story.info("phaseIniForUpdate: start.")
         .info("phaseIniForUpdate: common section key/value processing.");
@@ -53,14 +53,13 @@ TEST(ManifestFile, LackingARequiredKeyIsRefused) {
         Device device;
         device.lay(twoItems());
         device.manifestText(lack.text);
-        Story story = begun(twoItems());
+        Story story = begun(device);
         if (lack.reached >= Agent) story.info("phaseIniForUpdate: patch agent file(agent\\new.dll).");
         if (lack.reached >= CommonDone) story.info("phaseIniForUpdate: common section done.");
         if (lack.reached >= Items) story.info("phaseIniForUpdate: items processing.");
         story.error(std::string("phaseIniForUpdate: ") + lack.reason).info("phaseIniForUpdate: error quit.");
         story.error("update: phaseIniForUpdate failed.").leavesResult();
-        const Tree before = device.tree();
-        expectOutcome(device.run(), story, 12, before);
+        story.check(12);
     }
 }
 
@@ -69,11 +68,10 @@ TEST(ManifestFile, WithoutItemsIsAnsweredBeforeAnythingElseIsAsked) {
         SCOPED_TRACE(count);
         Device device;
         device.manifestText(std::string("[common]\naction=0\nitemcount=") + count + "\n");
-        Story story = begun({});
+        Story story = begun(device);
         story.info("phaseIniForUpdate: done, item is zero or no item.");
         story.info("update: ovpatch ini contains no items.").leavesResult();
-        const Tree before = device.tree();
-        expectOutcome(device.run(), story, 4, before);
+        story.check(4);
     }
 }
 
@@ -81,13 +79,12 @@ TEST(ManifestFile, OfAnUnknownGenerationIsRefusedAfterItWasRead) {
     for (const int generation : {7, 2, -1}) {
         SCOPED_TRACE(generation);
         Device device;
-        Manifest manifest = newManifest({engine()});
+        Manifest manifest{1, {engine()}};
         manifest.generation = generation;
         device.lay(manifest);
-        Story story(manifest);
+        Story story(device, manifest);
         story.parses().error("update: unknown patch agent version number.").leavesResult();
-        const Tree before = device.tree();
-        expectOutcome(device.run(), story, 12, before);
+        story.check(12);
     }
 }
 
@@ -96,7 +93,8 @@ TEST(ManifestFile, ChoosesTheAction) {
     const Lines rollback = {"I OvPatch action ready.", "I OvPatch Action rollback."};
     const Lines unknown = {"I OvPatch action ready.", "E OvPatch Unknown action."};
     const Lines missing = {"E OvPatch fetch (common:action) failed."};
-    Lines update = begun({}).log;
+    Device none;
+    Lines update = begun(none).log;
     update.push_back("I phaseIniForUpdate: done, item is zero or no item.");
     update.push_back("I update: ovpatch ini contains no items.");
     struct Action {
@@ -121,20 +119,18 @@ TEST(ManifestFile, ChoosesTheAction) {
         SCOPED_TRACE(action.text);
         Device device;
         device.manifestText(action.text);
-        Story story({});
+        Story story(device, {});
         story.log = action.log;
-        const Tree before = device.tree();
-        expectOutcome(device.run(), story.leavesResult(), action.result, before);
+        story.leavesResult().check(action.result);
     }
 }
 
 TEST(ManifestFile, ThatIsNotThereLeavesTheDefaultResult) {
     Device device;
     device.directory("base\\OV_Temp");
-    Story story({});
+    Story story(device, {});
     story.error("OvPatch fetch (common:action) failed.").leavesResult();
-    const Tree before = device.tree();
-    expectOutcome(device.run(), story, 57, before);
+    story.check(57);
     // Without the directory there is no place for a result, and the run ends as ever.
     device.remove("base\\OV_Temp");
     const Outcome seen = device.run();

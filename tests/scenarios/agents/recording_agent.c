@@ -19,6 +19,7 @@
  * Built several times: AGENT_OLD and AGENT_NEW choose the generations, AGENT_INCOMPLETE leaves out the last
  * entry.
  */
+#include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -55,6 +56,12 @@ static int timesCalled(const char* entry) {
     names[i] = entry;
     return ++counts[i];
 }
+
+#if defined(__GNUC__)
+__attribute__((format(printf, 2, 3)))
+#endif
+static void
+record(const char* entry, const char* format, ...);
 
 static FILE* calls(void) {
     return fopen("agent.calls", "ab");
@@ -120,20 +127,16 @@ static int32_t decide(const char* entry, const char* text, char* buffer, int32_t
     return call.answer;
 }
 
-/* Writes one line down; `arguments` is formatted with what follows it. */
-#define RECORD(entry, ...)              \
-    do {                                \
-        FILE* const out_ = calls();     \
-        if (out_ != NULL) {             \
-            fputs(entry "(", out_);     \
-            fprintf(out_, __VA_ARGS__); \
-            fputs(")\n", out_);         \
-            fclose(out_);               \
-        }                               \
-    } while (0)
-
-static const char* shown(const char* text) {
-    return text != NULL ? text : "null";
+static void record(const char* entry, const char* format, ...) {
+    FILE* const out = calls();
+    va_list arguments;
+    if (out == NULL) return;
+    va_start(arguments, format);
+    fprintf(out, "%s(", entry);
+    vfprintf(out, format, arguments);
+    fputs(")\n", out);
+    va_end(arguments);
+    fclose(out);
 }
 
 __attribute__((constructor)) static void load(void) {
@@ -143,95 +146,55 @@ __attribute__((destructor)) static void unload(void) {
     (void)decide("Unload", NULL, NULL, 0);
 }
 
-#ifdef AGENT_OLD
-
+/* An entry that looks at `text`, consents by that number and writes its arguments down by a format. */
+#define ENTRY(name, parameters, text, consent, ...) \
+    int32_t name parameters {                       \
+        record(#name, __VA_ARGS__);                 \
+        return decide(#name, text, NULL, consent);  \
+    }
 #define PATH_ENTRY(name)                    \
     void name(char* path) {                 \
-        RECORD(#name, "%s", path);          \
+        record(#name, "%s", path);          \
         (void)decide(#name, path, path, 0); \
     }
-#define START_ENTRY(name)                       \
-    int32_t name(const char* itemZip) {         \
-        RECORD(#name, "%s", shown(itemZip));    \
-        return decide(#name, itemZip, NULL, 1); \
-    }
-#define END_ENTRY(name)                                                              \
-    int32_t name(int32_t success, uint32_t from, uint32_t to) {                      \
-        RECORD(#name, "%d, 0x%x, 0x%x", (int)success, (unsigned)from, (unsigned)to); \
-        return decide(#name, NULL, NULL, 1);                                         \
-    }
+#define SHOWN(text) ((text) != NULL ? (text) : "null")
+#define TRIPLE "{0x%x %u %d}"
+#define FIELDS(version) (version)->number, (version)->build, (version)->spare
+
+#ifdef AGENT_OLD
+#define START_ENTRY(name) ENTRY(name, (const char* itemZip), itemZip, 1, "%s", SHOWN(itemZip))
+#define END_ENTRY(name) \
+    ENTRY(name, (int32_t success, uint32_t from, uint32_t to), NULL, 1, "%d, 0x%x, 0x%x", success, from, to)
 
 PATH_ENTRY(GetPatternPath)
 PATH_ENTRY(GetEnginePath)
 PATH_ENTRY(GetProductPath)
+ENTRY(IsRollback, (void), NULL, 1, "%s", "")
+ENTRY(StartPatch, (uint32_t classMask), NULL, 0, "%u", classMask)
 START_ENTRY(StartPattern)
 START_ENTRY(StartEngine)
 START_ENTRY(StartProduct)
 END_ENTRY(EndPattern)
 END_ENTRY(EndEngine)
 END_ENTRY(EndProduct)
-
-int32_t IsRollback(void) {
-    RECORD("IsRollback", "%s", "");
-    return decide("IsRollback", NULL, NULL, 1);
-}
-
-int32_t StartPatch(uint32_t classMask) {
-    RECORD("StartPatch", "%u", (unsigned)classMask);
-    return decide("StartPatch", NULL, NULL, 0);
-}
-
-int32_t EndPatch(int32_t lastAnswer) {
-    RECORD("EndPatch", "%d", (int)lastAnswer);
-    return decide("EndPatch", NULL, NULL, 1);
-}
-
+ENTRY(EndPatch, (int32_t lastAnswer), NULL, 1, "%d", lastAnswer)
 #ifndef AGENT_INCOMPLETE
-int32_t CheckFile(const char* path) {
-    RECORD("CheckFile", "%s", path);
-    return decide("CheckFile", path, NULL, 1);
-}
+ENTRY(CheckFile, (const char* path), path, 1, "%s", path)
 #endif
-
 #endif
 
 #ifdef AGENT_NEW
-
-#define TRIPLE "{0x%x %u %d}"
-#define FIELDS(version) (unsigned)(version)->number, (unsigned)(version)->build, (int)(version)->spare
-
-int32_t IsRollbackEx(void) {
-    RECORD("IsRollbackEx", "%s", "");
-    return decide("IsRollbackEx", NULL, NULL, 1);
-}
-
-int32_t StartAction(void) {
-    RECORD("StartAction", "%s", "");
-    return decide("StartAction", NULL, NULL, 0);
-}
-
-int32_t StartItem(const char* itemZip, int32_t itemClass, int32_t itemType, uint32_t flags,
-                  const ItemVersion* from, const ItemVersion* to) {
-    RECORD("StartItem", "%s, %d, %d, %u, " TRIPLE ", " TRIPLE, shown(itemZip), (int)itemClass, (int)itemType,
-           (unsigned)flags, FIELDS(from), FIELDS(to));
-    return decide("StartItem", itemZip, NULL, 1);
-}
-
-int32_t EndItem(int32_t success, const ItemVersion* from, const ItemVersion* to) {
-    RECORD("EndItem", "%d, " TRIPLE ", " TRIPLE, (int)success, FIELDS(from), FIELDS(to));
-    return decide("EndItem", NULL, NULL, 1);
-}
-
-int32_t EndAction(void) {
-    RECORD("EndAction", "%s", "");
-    return decide("EndAction", NULL, NULL, 1);
-}
-
+ENTRY(IsRollbackEx, (void), NULL, 1, "%s", "")
+ENTRY(StartAction, (void), NULL, 0, "%s", "")
+ENTRY(StartItem,
+      (const char* itemZip, int32_t itemClass, int32_t itemType, uint32_t flags, const ItemVersion* from,
+       const ItemVersion* to),
+      itemZip, 1, "%s, %d, %d, %u, " TRIPLE ", " TRIPLE, SHOWN(itemZip), itemClass, itemType, flags,
+      FIELDS(from), FIELDS(to))
+ENTRY(EndItem, (int32_t success, const ItemVersion* from, const ItemVersion* to), NULL, 1,
+      "%d, " TRIPLE ", " TRIPLE, success, FIELDS(from), FIELDS(to))
+ENTRY(EndAction, (void), NULL, 1, "%s", "")
 #ifndef AGENT_INCOMPLETE
-int32_t CheckFileEx(const char* path) {
-    RECORD("CheckFileEx", "%s", path);
-    return decide("CheckFileEx", path, NULL, 1);
-}
+ENTRY(CheckFileEx, (const char* path), path, 1, "%s", path)
 #endif
-
 #endif

@@ -281,12 +281,10 @@ std::string text(const Tree& tree) {
     return text;
 }
 
-Tree files(const Tree& tree) {
-    Tree files;
-    for (const auto& entry : tree) {
-        if (entry.first.back() != '\\') files.insert(entry);
-    }
-    return files;
+std::string hex(unsigned number) {
+    std::ostringstream out;
+    out << std::hex << number;
+    return out.str();
 }
 
 }  // namespace ovpatch::scenarios

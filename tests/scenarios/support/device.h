@@ -84,10 +84,8 @@ private:
 bool throughLauncher();
 
 bool isLeadByte932(char byte);
+std::string hex(unsigned number);
 
 std::string text(const Lines& lines);
 std::string text(const Tree& tree);
-// The tree without its directories.
-Tree files(const Tree& tree);
-
 }  // namespace ovpatch::scenarios

@@ -3,9 +3,13 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace ovpatch::scenarios {
+
+// A path below a directory, which may have its "\" behind.
+std::string joined(const std::string& directory, const std::string& name);
 
 // A version as the manifest writes it and as an agent of the new generation gets it.
 struct Version {
@@ -13,8 +17,6 @@ struct Version {
     std::uint32_t number;
     std::uint32_t build = 0;
     std::string inLedger = {};  // its text there, where that differs
-
-    const std::string& written() const { return inLedger.empty() ? text : inLedger; }
 };
 
 struct Item {
@@ -25,23 +27,22 @@ struct Item {
     std::string zip = {};    // no key when empty
     std::string force = {};  // no key when empty
 
-    // Where the item's new files lie, below the base directory "base".
-    std::string source() const {
-        return "base\\OV_Temp\\" + std::to_string(itemClass) + "\\" + std::to_string(type) + "\\";
-    }
-    // Where the copies of what it overwrites lie.
-    std::string backups() const {
-        return destination + "\\OV_Backup\\" + std::to_string(itemClass) + "\\" + std::to_string(type) + "\\";
-    }
+    // "2\31\": what its directories are named by.
+    std::string directory() const { return std::to_string(itemClass) + "\\" + std::to_string(type) + "\\"; }
+    std::string source() const { return "base\\OV_Temp\\" + directory(); }
+    std::string backups() const { return joined(destination, "OV_Backup\\" + directory()); }
 };
+
+// The agent libraries, by the name under which Device::manifest puts them on the device.
+inline const char* const kOldAgent = "agent\\old.dll";
+inline const char* const kNewAgent = "agent\\new.dll";
 
 struct Manifest {
     int generation = 1;
-    std::string agent = {};  // no key when empty
     std::vector<Item> items = {};
-    std::string backup = {};  // no key when empty
+    std::string agent = generation == 0 ? kOldAgent : kNewAgent;  // no key when empty
+    std::string backup = {};                                      // no key when empty
     std::string orvellePath = "base";
-    std::string action = "0";
 
     std::string text() const;
 };
@@ -56,16 +57,8 @@ inline Item product() {
 inline Item pattern() {
     return {3, 5, {"1234", 1234}, {"1240", 1240}};
 }
-
-// The agent libraries, by the name under which Device::agent puts them on the device.
-inline const char* const kOldAgent = "agent\\old.dll";
-inline const char* const kNewAgent = "agent\\new.dll";
-
-inline Manifest oldManifest(std::vector<Item> items) {
-    return {0, kOldAgent, std::move(items)};
-}
-inline Manifest newManifest(std::vector<Item> items) {
-    return {1, kNewAgent, std::move(items)};
+inline Manifest threeClasses(int generation) {
+    return {generation, {engine(), product(), pattern()}};
 }
 
 }  // namespace ovpatch::scenarios

@@ -2,62 +2,81 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
-#include <map>
 
 namespace ovpatch::scenarios {
 namespace {
 
 const char* const kClassNames[] = {"", "Product", "Engine", "Pattern"};
-
-std::string hex(std::uint32_t number) {
-    char text[16];
-    std::snprintf(text, sizeof text, "%x", number);
-    return text;
-}
+const char* const kDiskAccess = "updateWithPatchAgent: xcopy failed, disk access.";
 
 std::string pair(std::uint32_t from, std::uint32_t to) {
     return std::to_string(from) + ", " + std::to_string(to);
-}
-std::string hexPair(std::uint32_t from, std::uint32_t to) {
-    return "0x" + hex(from) + ", 0x" + hex(to);
 }
 
 std::string triple(const Version& version) {
     return "{0x" + hex(version.number) + " " + std::to_string(version.build) + " 0}";
 }
 
+const std::string& inLedger(const Version& version) {
+    return version.inLedger.empty() ? version.text : version.inLedger;
+}
+
 bool endsInSeparator(const std::string& path) {
-    const bool trailByte = path.size() > 1 && isLeadByte932(path[path.size() - 2]);
-    return !path.empty() && path.back() == '\\' && !trailByte;
+    return joined(path, "").size() == path.size();
+}
+
+bool sameItem(const Item& one, const Item& other) {
+    return one.itemClass == other.itemClass && one.type == other.type;
+}
+
+void eraseBelow(Tree& tree, const std::string& directory) {
+    for (auto entry = tree.lower_bound(directory);
+         entry != tree.end() && entry->first.rfind(directory, 0) == 0;) {
+        entry = tree.erase(entry);
+    }
 }
 
 }  // namespace
 
-std::string Manifest::text() const {
-    std::string text = "[common]\naction=" + action + "\nitemcount=" + std::to_string(items.size()) +
-                       "\npatchagent.version=" + std::to_string(generation) + "\n";
-    if (!agent.empty()) text += "patchagent=" + agent + "\n";
-    if (!backup.empty()) text += "backup=" + backup + "\n";
-    text += "orvelle_path=" + orvellePath + "\n";
-    for (std::size_t i = 0; i < items.size(); ++i) {
-        const Item& item = items[i];
-        text += "[item_" + std::to_string(i) + "]\nclass=" + std::to_string(item.itemClass) +
-                "\ntype=" + hex(static_cast<std::uint32_t>(item.type)) +
-                "\norigin.version=" + item.from.text + "\nresult.version=" + item.to.text +
-                "\ndestination=" + item.destination + "\n";
-        if (!item.force.empty()) text += "forceupdate=" + item.force + "\n";
-        if (!item.zip.empty()) text += "item.zip=" + item.zip + "\n";
+void putDirectory(Tree& tree, const std::string& path) {
+    for (std::size_t i = 0; i < path.size(); ++i) {
+        if (isLeadByte932(path[i])) {
+            ++i;
+        } else if (path[i] == '\\') {
+            tree.emplace(path.substr(0, i + 1), "");
+        }
+    }
+}
+
+void put(Tree& tree, const std::string& path, const std::string& content) {
+    putDirectory(tree, path);
+    tree[path] = content;
+}
+
+std::string Ledger::text() const {
+    std::string text = "[common]\nitemcount=" + std::to_string(records.size()) +
+                       "\npatchagent.version=" + std::to_string(generation) + "\n" + agentLine +
+                       transactionLine;
+    const auto list = [&text](const std::string& key, const Lines& entries) {
+        text += key + ".filecount=" + std::to_string(entries.size()) + "\n";
+        for (std::size_t k = 0; k < entries.size(); ++k)
+            text += key + "." + std::to_string(k) + "=" + entries[k] + "\n";
+    };
+    for (const auto& [number, record] : records) {
+        text += "[item_" + std::to_string(number) + "]\nclass=" + std::to_string(record.item.itemClass) +
+                "\ntype=" + hex(static_cast<std::uint32_t>(record.item.type)) +
+                "\norigin.version=" + inLedger(record.item.from) +
+                "\nresult.version=" + inLedger(record.item.to) + "\n";
+        list("added", record.added);
+        list("written", record.written);
     }
     return text;
 }
 
-Story::Story(const Manifest& manifest, AgentFate fate) : manifest_(manifest), fate_(fate), classPaths_(4) {
-    for (const Item& item : manifest.items) {
-        if (item.itemClass < 1 || item.itemClass > 3) continue;
-        std::string& path = classPaths_[static_cast<std::size_t>(item.itemClass)];
-        if (path.empty()) path = item.destination;
-    }
+Story::Story(Device& device, const Manifest& manifest, AgentFate fate)
+    : tree(device.tree()), device_(device), manifest_(manifest), fate_(fate) {
+    for (const Item& item : manifest.items)
+        classPaths.emplace(item.itemClass, item.destination);
 }
 
 Story& Story::info(const std::string& line) {
@@ -71,10 +90,6 @@ Story& Story::call(const std::string& line) {
     return *this;
 }
 
-Story& Story::mends(int itemClass, const std::string& path) {
-    return classPaths_[static_cast<std::size_t>(itemClass)] = path, *this;
-}
-
 Story& Story::parses() {
     info("OvPatch action ready.").info("OvPatch action update.").info("update: start.");
     info("phaseIniForUpdate: start.").info("phaseIniForUpdate: common section key/value processing.");
@@ -85,6 +100,8 @@ Story& Story::parses() {
 
 Story& Story::loads() {
     info(std::string("update: update with ") + (old() ? "old" : "new") + " patch agent.");
+    const std::string& first = manifest_.items[0].destination;
+    if (old() && tree.count(first) == 0) putDirectory(tree, joined(first, "OVSrc.tmp\\"));
     if (fate_ == AgentFate::NotThere) {
         error(manifest_.agent.empty() ? "loadSharedObj: filename is empty."
                                       : "loadSharedObj: " + manifest_.agent + " failed.");
@@ -107,16 +124,14 @@ Story& Story::opens(int answer, int wantsRollback) {
     }
     std::uint32_t mask = 0;
     for (const int itemClass : {3, 2, 1}) {
-        const Item* first = nullptr;
-        for (const Item& item : manifest_.items) {
-            if (item.itemClass == itemClass && first == nullptr) first = &item;
-        }
-        if (first == nullptr) continue;
+        const auto first = std::find_if(manifest_.items.begin(), manifest_.items.end(),
+                                        [=](const Item& item) { return item.itemClass == itemClass; });
+        if (first == manifest_.items.end()) continue;
         const std::string entry = std::string("Get") + kClassNames[itemClass] + "Path";
         info("PatchAgent " + entry + " with: " + first->destination)
             .call(entry + "(" + first->destination + ")");
-        info("PatchAgent " + entry + " mended: " + classPaths_[static_cast<std::size_t>(itemClass)]);
-        mask |= itemClass == 1 ? 4u : itemClass == 2 ? 2u : 1u;
+        info("PatchAgent " + entry + " mended: " + classPaths[itemClass]);
+        mask |= 8u >> itemClass;
     }
     info("PatchAgent IsRollback with: void").call("IsRollback()");
     if (wantsRollback == 0) error("updateWithPatchAgent: patch agent want not to rollback.");
@@ -132,6 +147,7 @@ Story& Story::starts(std::size_t i, int answer) {
     const std::string shownZip = item.zip.empty() ? "NULL_String" : item.zip;
     const std::string passedZip = item.zip.empty() ? "null" : item.zip;
     item_ = i;
+    stopped_ = "";
     if (old()) {
         const std::string name = kClassNames[item.itemClass];
         info("PatchAgent Start" + name + " with: " + shownZip).call("Start" + name + "(" + passedZip + ")");
@@ -139,10 +155,9 @@ Story& Story::starts(std::size_t i, int answer) {
         error(std::string("startEachItem: start ") + static_cast<char>(name[0] + 0x20) + name.substr(1) +
               " failed.");
     } else {
-        bool force = false;
-        for (std::size_t k = 0; k <= i; ++k) {
-            force = force || !(manifest_.items[k].force.empty() || manifest_.items[k].force == "0");
-        }
+        const bool force =
+            std::any_of(manifest_.items.begin(), manifest_.items.begin() + static_cast<long>(i) + 1,
+                        [](const Item& one) { return one.force == "1"; });
         const std::string identity =
             ", " + std::to_string(item.itemClass) + ", " + std::to_string(item.type) + ", ";
         const std::string flags = force ? "1, " : "0, ";
@@ -155,42 +170,87 @@ Story& Story::starts(std::size_t i, int answer) {
     return ended(item, false, item.from, item.to, false).error("updateWithPatchAgent: start item failed.");
 }
 
-std::string Story::target(std::size_t i) const {
-    const Item& item = manifest_.items[i];
-    return old() ? classPaths_[static_cast<std::size_t>(item.itemClass)] : item.destination;
+const std::string& Story::target() const {
+    const Item& item = manifest_.items[item_];
+    return old() ? classPaths.at(item.itemClass) : item.destination;
 }
 
-Story& Story::copies(std::size_t i) {
-    begun_.resize(i + 1);
-    return info("xcopy from: " + manifest_.items[i].source() + "* to: " + target(i) + "\n");
+Story& Story::copies() {
+    const std::string source = manifest_.items[item_].source();
+    const std::string bare = endsInSeparator(target()) ? target().substr(0, target().size() - 1) : target();
+    begun_.push_back({manifest_.items[item_]});
+    info("xcopy from: " + source + "* to: " + target() + "\n");
+    if (!endsInSeparator(target()) && tree.count(target() + "\\") == 0) {
+        stopped_ = "updateWithPatchAgent: xcopy failed, bad parameters.";
+    } else if (tree.count(bare) != 0) {
+        stopped_ = kDiskAccess;
+    } else {
+        putDirectory(tree, joined(target(), ""));
+    }
+    for (const auto& entry : Tree(tree)) {
+        if (entry.first.rfind(source, 0) != 0 || entry.first == source) continue;
+        if (!stopped_.empty()) break;
+        const std::string name = entry.first.substr(source.size());
+        const std::string path = joined(target(), name);
+        const bool isDirectory = endsInSeparator(name);
+        const bool isBlocked = tree.count(isDirectory ? path.substr(0, path.size() - 1) : path + "\\") != 0;
+        if (isBlocked) {
+            stopped_ = kDiskAccess;
+        } else if (isDirectory) {
+            putDirectory(tree, path);
+        } else {
+            offers(name);
+        }
+    }
+    return stopped_.empty() ? *this : error(stopped_);
 }
 
-Story& Story::file(const std::string& name, Fate fate, int answer) {
-    const std::string directory = target(item_);
-    const std::string path = directory + (endsInSeparator(directory) ? "" : "\\") + name;
+// One file of the present item is asked about and, if so answered, put in place.
+void Story::offers(const std::string& name) {
+    const Item& item = manifest_.items[item_];
+    const std::string path = joined(target(), name);
+    const std::string content = tree.at(item.source() + name);
+    const int answer = answers.count(name) != 0 ? answers.at(name) : 1;
     const std::string returned = "( " + path + " ) return " + std::to_string(answer);
     if (old()) {
-        info("Old OV temp " + manifest_.items[item_].destination + "\\OVSrc.tmp");
-        info("PatchAgent CheckFile with: " + path).call("CheckFile(" + path + ")");
+        const std::string staging = joined(item.destination, "OVSrc.tmp");
+        put(tree, joined(staging, path.substr(path.rfind('\\') + 1)), content);
+        info("Old OV temp " + staging)
+            .info("PatchAgent CheckFile with: " + path)
+            .call("CheckFile(" + path + ")");
         info("Update: Call patchagent Checkfile" + returned);
     } else {
         info("PatchAgent CheckFileEx with: " + path).call("CheckFileEx(" + path + ")");
         info("UpdateEx: Call patchagent CheckfileEx" + returned);
     }
-    answered(answer, fate);
-    return *this;
-}
-
-void Story::answered(int answer, Fate fate) {
+    if (shows.count(name) != 0) call(shows.at(name));
     if (answer == 0) {
         error("callBackForUpdate: check file user skip this file");
     } else if (answer == -1 || answer == -2) {
         error("callBackForUpdate: check file failed.");
+        stopped_ = "updateWithPatchAgent: user cancel this";
     } else {
         if (answer != 1) error("callBackForUpdate: check file return unknown value.");
-        if (fate == Fate::Overwritten) info("callBackForUpdate: over write file done.");
-        ++(fate == Fate::Added ? begun_[item_].added : begun_[item_].written);
+        const bool exists = tree.count(path) != 0;
+        if (exists) saves(path);
+        if (name == broken) {
+            stopped_ = kDiskAccess;
+            return;
+        }
+        if (!exists) begun_.back().added.push_back(path);
+        put(tree, path, content);
     }
+}
+
+void Story::saves(const std::string& path) {
+    Record& record = begun_.back();
+    char digit = '0';
+    while (tree.count(record.item.backups() + "backup.00" + digit) != 0)
+        ++digit;
+    const std::string name = std::string("backup.00") + digit;
+    put(tree, record.item.backups() + name, tree[path]);
+    record.written.push_back(name + ", " + path);
+    info("callBackForUpdate: over write file done.");
 }
 
 // The old generation's log shows all numbers shifted, but for a product or an engine that is undone.
@@ -209,20 +269,13 @@ Story& Story::ended(const Item& item, bool success, const Version& from, const V
         return (item.type <= 4 && number >= 1000 ? number / 100 % 1000 : number) << 16;
     };
     info("PatchAgent " + entry + " with: " + said + pair(shown(from.number), shown(to.number)));
-    return call(entry + passed + hexPair(given(from.number), given(to.number)) + ")");
+    return call(entry + passed + "0x" + hex(given(from.number)) + ", 0x" + hex(given(to.number)) + ")");
 }
 
-Story& Story::ends(bool success, int answer) {
+Story& Story::ends(int answer) {
     const Item& item = manifest_.items[item_];
-    ended(item, success, item.from, item.to, false);
+    ended(item, stopped_.empty(), item.from, item.to, false);
     return answer != 0 ? *this : error("updateWithPatchAgent: end item failed.");
-}
-
-Story& Story::undoBegins() {
-    return info("updateWithPatchAgent: auto rollback.");
-}
-Story& Story::undoIsOver() {
-    return info("updateWithPatchAgent: auto rollback done.");
 }
 
 Story& Story::undoStarts(std::size_t i, int answer) {
@@ -240,6 +293,20 @@ Story& Story::undoStarts(std::size_t i, int answer) {
     return error("Start Class[" + std::to_string(item.itemClass) + "] error but in auto rollback ignore it");
 }
 
+Story& Story::undoFiles(std::size_t i) {
+    for (const std::string& path : begun_[i].added)
+        tree.erase(path);
+    for (const std::string& entry : begun_[i].written) {
+        const std::size_t comma = entry.find(", ");
+        if (entry.find(',', comma + 1) != std::string::npos)
+            return error("autoRollback: written file name failed.");
+        const auto copy = tree.find(begun_[i].item.backups() + entry.substr(0, comma));
+        tree[entry.substr(comma + 2)] = copy->second;
+        tree.erase(copy);
+    }
+    return *this;
+}
+
 Story& Story::undoEnds(std::size_t i, int answer) {
     const Item& item = manifest_.items[i];
     ended(item, true, item.to, item.from, true);
@@ -248,10 +315,10 @@ Story& Story::undoEnds(std::size_t i, int answer) {
 }
 
 Story& Story::undoes() {
-    undoBegins();
+    info("updateWithPatchAgent: auto rollback.");
     for (std::size_t i = 0; i < begun_.size(); ++i)
-        undoStarts(i).undoEnds(i);
-    return undoIsOver();
+        undoStarts(i).undoFiles(i).undoEnds(i);
+    return info("updateWithPatchAgent: auto rollback done.");
 }
 
 Story& Story::quits() {
@@ -262,46 +329,110 @@ Story& Story::quits() {
     return leavesResult();
 }
 
-Story& Story::closes(int lastAnswer) {
+Story& Story::closes() {
     if (!old()) {
         info("updateWithPatchAgent: end action.").info("PatchAgent EndAction with: void");
         return call("EndAction()");
     }
-    info("updateWithPatchAgent: end patch.").info("PatchAgent EndPatch with: TRUE");
-    return call("EndPatch(" + std::to_string(lastAnswer) + ")");
+    return info("updateWithPatchAgent: end patch.")
+        .info("PatchAgent EndPatch with: TRUE")
+        .call("EndPatch(1)");
 }
 
 Story& Story::merges() {
-    std::map<std::string, std::vector<Stored>> ledgers;
-    std::vector<std::vector<Stored>> before;
-    for (std::size_t i = 0; i < begun_.size(); ++i) {
-        std::vector<Stored>& ledger = ledgers[manifest_.items[i].destination];
-        before.push_back(ledger);
-        ledger.push_back(begun_[i]);
+    info("mergeBackupIni: start.");
+    if (manifest_.backup == "0") {
+        info("mergeBackupIni: no need to backup.");
+        dropsRecords();
+        info("mergeBackupIni: no backup done.");
+    } else {
+        info("mergeBackupIni: backup needed.");
+        mergesRecords();
+        info("mergeBackupIni: done.");
     }
-    return merges(before);
+    for (const auto& [destination, ledger] : ledgers) {
+        put(tree, joined(destination, "OV_Backup\\OvBackup.ini"), ledger.text());
+    }
+    return *this;
 }
 
-Story& Story::merges(const std::vector<std::vector<Stored>>& before) {
-    info("mergeBackupIni: start.").info("mergeBackupIni: backup needed.");
-    for (const std::vector<Stored>& records : before)
-        reads(records, !manifest_.agent.empty());
-    return info("mergeBackupIni: done.");
+void Story::mergesRecords() {
+    std::string numbers;
+    for (const Record& record : begun_) {
+        const std::string agentLine = manifest_.agent.empty() ? "" : "patchagent=" + manifest_.agent + "\n";
+        ledgers.emplace(record.item.destination, Ledger{manifest_.generation, agentLine});
+    }
+    for (const Record& record : begun_) {
+        Ledger& ledger = ledgers[record.item.destination];
+        reads(ledger);
+        std::size_t number = ledger.records.size();
+        const auto stored = std::find_if(ledger.records.begin(), ledger.records.end(), [&](const auto& one) {
+            return sameItem(one.second.item, record.item);
+        });
+        if (stored != ledger.records.end()) {
+            number = stored->first;
+            dropCopies(stored->second);
+            ledger.records.erase(stored);
+        }
+        ledger.records.emplace_back(number, record);
+        numbers = std::to_string(number) + ", " + numbers;
+        // A value that was read lost the blank behind it.
+        std::string& line = ledger.transactionLine;
+        if (line.size() > 2 && line[line.size() - 2] == ' ') line.erase(line.size() - 2, 1);
+    }
+    if (old()) ledgers[begun_[0].item.destination].transactionLine = "transaction=" + numbers + "\n";
 }
 
-Story& Story::reads(const std::vector<Stored>& records, bool withAgentFile) {
+void Story::dropsRecords() {
+    for (const Record& record : begun_) {
+        dropCopies(record);
+        const auto found = ledgers.find(record.item.destination);
+        if (found == ledgers.end()) {
+            info("phaseIniForBackup: start.").info("phaseIniForBackup: commom section fetch.");
+            error("phaseIniForBackup: fetch item count failed.").info("phaseIniForBackup: error quit.");
+            continue;
+        }
+        Ledger& ledger = found->second;
+        reads(ledger);
+        std::sort(ledger.records.begin(), ledger.records.end(),
+                  [](const auto& one, const auto& other) { return one.first < other.first; });
+        const auto stored = std::find_if(ledger.records.begin(), ledger.records.end(), [&](const auto& one) {
+            return sameItem(one.second.item, record.item);
+        });
+        if (stored == ledger.records.end()) continue;
+        dropCopies(stored->second);
+        for (auto behind = ledger.records.erase(stored); behind != ledger.records.end(); ++behind)
+            --behind->first;
+        if (ledger.agentLine.empty()) ledger.agentLine = "patchagent=\n";
+        ledger.transactionLine = "";
+    }
+}
+
+void Story::dropCopies(const Record& record) {
+    for (const std::string& entry : record.written)
+        tree.erase(record.item.backups() + entry.substr(0, entry.find(',')));
+}
+
+Story& Story::reads(const Ledger& ledger) {
     const std::string reader = "phaseIniForBackup: ";
+    const std::string& agent = ledger.agentLine;
     info(reader + "start.").info(reader + "commom section fetch.");
-    info(reader + (withAgentFile ? "patch agent file(" + manifest_.agent + ")" : "patch agent file NULL"));
+    info(reader + "patch agent file" +
+         (agent.empty() ? " NULL" : "(" + agent.substr(11, agent.size() - 12) + ")"));
     info(reader + "common section done.");
-    if (records.empty()) return info(reader + "done, item number is zero.");
+    if (ledger.records.empty()) return info(reader + "done, item number is zero.");
     info(reader + "process for each item.");
-    for (const Stored& record : records) {
-        if (record.added == 0 && record.written == 0) error(reader + "item has no backuped files.");
-        if (record.added != 0)
+    std::map<std::size_t, const Record*> byNumber;
+    for (const auto& [number, record] : ledger.records)
+        byNumber[number] = &record;
+    for (const auto& [number, record] : byNumber) {
+        if (record->added.empty() && record->written.empty()) error(reader + "item has no backuped files.");
+        if (!record->added.empty()) {
             info(reader + "for each added file name.").info(reader + "fetch added file name done.");
-        if (record.written != 0)
+        }
+        if (!record->written.empty()) {
             info(reader + "fetch written file name.").info(reader + "fetch written file name done.");
+        }
     }
     return info(reader + "all items done.").info(reader + "done.");
 }
@@ -309,70 +440,22 @@ Story& Story::reads(const std::vector<Stored>& records, bool withAgentFile) {
 Story& Story::isDone() {
     return info("updateWithPatchAgent: done.").leavesResult();
 }
+
 Story& Story::leavesResult() {
+    if (old()) eraseBelow(tree, joined(manifest_.items[0].destination, "OVSrc.tmp\\"));
     return info("writeResult: start.").info("writeResult: done.");
 }
 
-std::string ledgerHead(const Manifest& manifest, std::size_t itemCount) {
-    return "[common]\nitemcount=" + std::to_string(itemCount) +
-           "\npatchagent.version=" + std::to_string(manifest.generation) + "\n" +
-           (manifest.agent.empty() ? "" : "patchagent=" + manifest.agent + "\n");
-}
-
-std::string ledgerRecord(std::size_t n, const Item& item, const Lines& added, const Lines& written) {
-    std::string text = "[item_" + std::to_string(n) + "]\nclass=" + std::to_string(item.itemClass) +
-                       "\ntype=" + hex(static_cast<std::uint32_t>(item.type)) +
-                       "\norigin.version=" + item.from.written() + "\nresult.version=" + item.to.written() +
-                       "\n";
-    const auto list = [&text](const std::string& key, const Lines& entries) {
-        text += key + ".filecount=" + std::to_string(entries.size()) + "\n";
-        for (std::size_t k = 0; k < entries.size(); ++k) {
-            text += key + "." + std::to_string(k) + "=" + entries[k] + "\n";
-        }
-    };
-    list("added", added);
-    list("written", written);
-    return text;
-}
-
-void putDirectory(Tree& tree, const std::string& path) {
-    for (std::size_t at = path.find('\\'); at != std::string::npos; at = path.find('\\', at + 1)) {
-        tree.emplace(path.substr(0, at + 1), "");
-    }
-}
-
-void put(Tree& tree, const std::string& path, const std::string& content) {
-    putDirectory(tree, path);
-    tree[path] = content;
-}
-
-void putUpdated(Tree& tree, const Manifest& manifest, std::size_t i) {
-    const Item& item = manifest.items[i];
-    const std::string n = std::to_string(i) + ".bin";
-    put(tree, item.destination + "\\new" + n, "new" + n + " of the update");
-    put(tree, item.destination + "\\old" + n, "old" + n + " of the update");
-    put(tree, item.backups() + "backup.000", "old" + n + " as it was");
-}
-
-std::string laidRecord(const Manifest& manifest, std::size_t i) {
-    const std::string& destination = manifest.items[i].destination;
-    const std::string n = std::to_string(i) + ".bin";
-    return ledgerRecord(i, manifest.items[i], {destination + "\\new" + n},
-                        {"backup.000, " + destination + "\\old" + n});
-}
-
-void expectOutcome(const Outcome& seen, const Story& story, int result, const Tree& tree) {
-    const auto flat = [](std::string line) {
-        line.erase(std::remove(line.begin(), line.end(), '\n'), line.end());
-        return line;
-    };
-    Lines log;
-    for (const std::string& line : story.log)
-        log.push_back(flat(line));
+void Story::check(int result, const Lines& arguments) {
+    const Outcome seen = device_.run(arguments);
+    std::string told = text(log);
+    // The reader of the log takes out the line feeds within the messages.
+    for (std::size_t at = told.find("\n\n"); at != std::string::npos; at = told.find("\n\n", at))
+        told.erase(at, 1);
     EXPECT_EQ(seen.exitValue, 0);
     EXPECT_EQ(seen.result, "result=" + std::to_string(result) + "\n");
-    EXPECT_EQ(text(log), text(seen.log));
-    EXPECT_EQ(text(story.calls), text(seen.calls));
+    EXPECT_EQ(told, text(seen.log));
+    EXPECT_EQ(text(calls), text(seen.calls));
     EXPECT_EQ(text(tree), text(seen.tree));
 }
 

@@ -1,10 +1,12 @@
-// What a run is expected to say and to ask: the records of its log and the calls that its agent sees, told
-// step by step in the order in which they come about.
+// One run of the program, told in advance: the records of its log, the calls that its agent sees, the tree
+// and the ledgers that it leaves. A story is told step by step, in the order in which things come about.
 #pragma once
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "device.h"
@@ -16,86 +18,98 @@ namespace ovpatch::scenarios {
 // lacks an entry.
 enum class AgentFate { Serves, NotThere, Incomplete };
 
-// What an update does to a file.
-enum class Fate { Added, Overwritten };
+// What an item changed, as the ledgers hold it.
+struct Record {
+    Item item;
+    Lines added = {}, written = {};
+};
 
-// A record of a ledger, as far as its reader shows it.
-struct Stored {
-    std::size_t added, written;
+struct Ledger {
+    int generation = 1;
+    std::string agentLine = {};
+    std::string transactionLine = {};
+    std::vector<std::pair<std::size_t, Record>> records = {};  // with their numbers, in the file's order
+
+    std::string text() const;
 };
 
 class Story {
 public:
-    explicit Story(const Manifest& manifest, AgentFate fate = AgentFate::Serves);
+    // The device's tree is taken as it is now.
+    Story(Device& device, const Manifest& manifest, AgentFate fate = AgentFate::Serves);
+
+    Lines log, calls;
+    Tree tree;
+    std::map<std::string, Ledger> ledgers;  // by destination; those that the device holds have to be put in
+
+    // What shapes the copies: the agent's answers where they are not consent, what it writes down on being
+    // asked (both by the file's name below its item), the one file that cannot be put in place, and the class
+    // paths as an old agent mends them.
+    std::map<std::string, int> answers;
+    std::map<std::string, std::string> shows;
+    std::string broken;
+    std::map<int, std::string> classPaths;
 
     Story& info(const std::string& line);
     Story& error(const std::string& line);
     Story& call(const std::string& line);  // expected only when the agent serves
 
-    // The old agent will change the path of a class.
-    Story& mends(int itemClass, const std::string& path);
-
     // From the start to the manifest's last line; then to the loaded agent; then to the answer of StartPatch
-    // or StartAction.
+    // or StartAction. `begins` is all three.
     Story& parses();
     Story& loads();
     Story& opens(int answer = 0, int wantsRollback = 1);
+    Story& begins() { return parses().loads().opens(); }
 
-    // Item i: its start bracket; the beginning of its copy; one file of it; its end bracket.
+    // Item i: its start bracket; its copy, to the end or to the first file that stops it; its end bracket.
+    // `item` is all three.
     Story& starts(std::size_t i, int answer = 1);
-    Story& copies(std::size_t i);
-    Story& file(const std::string& name, Fate fate, int answer = 1);
-    Story& ends(bool success = true, int answer = 1);
+    Story& copies();
+    Story& ends(int answer = 1);
+    Story& item(std::size_t i) { return starts(i).copies().ends(); }
 
     // The undoing of all that was begun, with every bracket answered by consent; or step by step.
     Story& undoes();
-    Story& undoBegins();
     Story& undoStarts(std::size_t i, int answer = 1);
+    Story& undoFiles(std::size_t i);
     Story& undoEnds(std::size_t i, int answer = 1);
-    Story& undoIsOver();
     // From there (or from a refused opening) to the end of the run.
     Story& quits();
 
-    // The closing call; the merge into ledgers that held these records before each item, or into new ones;
-    // from there to the end of the run.
-    Story& closes(int lastAnswer = 1);
+    // The closing call; the merge into the ledgers; from there to the end of the run. `succeeds` is all
+    // three.
+    Story& closes();
     Story& merges();
-    Story& merges(const std::vector<std::vector<Stored>>& before);
-    Story& reads(const std::vector<Stored>& records, bool withAgentFile = true);
     Story& isDone();
-    // The result is written.
+    Story& succeeds() { return closes().merges().isDone(); }
+    // The result is written, and what was laid out for an old agent is gone.
     Story& leavesResult();
 
-    // Where item i's files go, as the copy is told.
-    std::string target(std::size_t i) const;
-
-    Lines log, calls;
+    // Runs the program and compares all that it left: the exit value 0, the result, the log, the calls, the
+    // tree.
+    void check(int result, const Lines& arguments = {"base"});
 
 private:
     bool old() const { return manifest_.generation == 0; }
-    void answered(int answer, Fate fate);
+    const std::string& target() const;
+    void offers(const std::string& name);
+    void saves(const std::string& path);
     Story& ended(const Item& item, bool success, const Version& from, const Version& to, bool undoing);
+    Story& reads(const Ledger& ledger);
+    void mergesRecords();
+    void dropsRecords();
+    void dropCopies(const Record& record);
 
+    Device& device_;
     Manifest manifest_;
     AgentFate fate_;
-    std::vector<std::string> classPaths_;  // by class
-    std::vector<Stored> begun_;            // of the items whose copy was begun
+    std::vector<Record> begun_;  // the items whose copy was begun
     std::size_t item_ = 0;
+    std::string stopped_;  // why the copy of the present item ended
 };
-
-// The text of a ledger: its head, as a run of that manifest makes it, and the record of an item.
-std::string ledgerHead(const Manifest& manifest, std::size_t itemCount);
-std::string ledgerRecord(std::size_t n, const Item& item, const Lines& added, const Lines& written);
 
 // Puts a directory (with its "\" behind) or a file into a tree, the directories above it with it.
 void putDirectory(Tree& tree, const std::string& path);
 void put(Tree& tree, const std::string& path, const std::string& content);
-// Puts in what an update of item i of a laid manifest leaves at its destination, the backup copy included.
-void putUpdated(Tree& tree, const Manifest& manifest, std::size_t i);
-// The record of item i of a laid manifest after a first update.
-std::string laidRecord(const Manifest& manifest, std::size_t i);
-
-// Compares all that a run left: its exit value 0, its result, the log, the calls and the tree.
-void expectOutcome(const Outcome& seen, const Story& story, int result, const Tree& tree);
 
 }  // namespace ovpatch::scenarios
