@@ -9,4 +9,8 @@ unset DISPLAY WAYLAND_DISPLAY
 # Debian's own starter warns on every run of the 32-bit Wine that is not there and not needed.
 wine=/usr/lib/wine/wine64
 [ -x "$wine" ] || wine=$(command -v wine64 || command -v wine) || { echo "Wine is not installed" >&2; exit 1; }
-exec "$wine" "$@"
+
+# The superuser may write to every file, and through Wine to read-only ones. Without these two rights it may not.
+rights=()
+if [ "$(id -u)" -eq 0 ]; then rights=(setpriv --bounding-set=-dac_override,-dac_read_search); fi
+exec "${rights[@]}" "$wine" "$@"

@@ -5,6 +5,11 @@
 
 #include "platform/platform.h"
 
+// Arguments reach the program as they are: the C library must not put file names in the place of a `*`.
+extern "C" {
+int _dowildcard = 0;
+}
+
 namespace {
 
 // Copies `text` to `end`, without its terminator, and answers where it ends.

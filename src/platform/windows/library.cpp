@@ -7,13 +7,7 @@ FARPROC GetProcAddressW(HMODULE library, LPCWSTR name) {
         return nullptr;
     }
     char bytes[MAX_PATH];
-    BOOL replaced = FALSE;
-    if (WideCharToMultiByte(CP_ACP, WC_NO_BEST_FIT_CHARS, name, -1, bytes, sizeof bytes, nullptr,
-                            &replaced) == 0)
-        return nullptr;
-    if (replaced) {
-        SetLastError(ERROR_PROC_NOT_FOUND);
-        return nullptr;
-    }
+    const int size = static_cast<int>(sizeof bytes);
+    if (WideCharToMultiByte(CP_ACP, 0, name, -1, bytes, size, nullptr, nullptr) == 0) return nullptr;
     return GetProcAddress(library, bytes);
 }
