@@ -116,6 +116,20 @@ TEST(AgentLoading, FindsTheSettingsOfAnOldAgentByItsPath) {
     }
 }
 
+// A file that cannot be laid out is asked about all the same.
+TEST(AgentLoading, AsksAnOldAgentWithoutTheNewFileWhereItCannotBeLaidOut) {
+    Device device;
+    const Manifest manifest{0, {engine()}};
+    device.lay(manifest);
+    device.file("dst\\OVSrc.tmp\\old0.bin", "left behind");
+    device.readOnly("dst\\OVSrc.tmp\\old0.bin");
+    Story story(device, manifest);
+    story.unstaged = "old0.bin";
+    story.begins().item(0).succeeds();
+    put(story.tree, "dst\\OVSrc.tmp\\old0.bin", "left behind");  // nor can it be taken away
+    story.check(0);
+}
+
 // The files for the old agent go too when the run fails, and a library is freed though it served nobody.
 TEST(AgentLoading, CleansUpAfterAFailedRunAndAnIncompleteAgent) {
     Device device;

@@ -214,10 +214,13 @@ void Story::offers(const std::string& name) {
     const std::string returned = "( " + path + " ) return " + std::to_string(answer);
     if (old()) {
         const std::string staging = joined(item.destination, "OVSrc.tmp");
-        put(tree, joined(staging, path.substr(path.rfind('\\') + 1)), content);
-        info("Old OV temp " + staging)
-            .info("PatchAgent CheckFile with: " + path)
-            .call("CheckFile(" + path + ")");
+        info("Old OV temp " + staging);
+        if (name == unstaged) {
+            error("Copy to old ov temp failed");
+        } else {
+            put(tree, joined(staging, path.substr(path.rfind('\\') + 1)), content);
+        }
+        info("PatchAgent CheckFile with: " + path).call("CheckFile(" + path + ")");
         info("Update: Call patchagent Checkfile" + returned);
     } else {
         info("PatchAgent CheckFileEx with: " + path).call("CheckFileEx(" + path + ")");

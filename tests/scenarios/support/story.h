@@ -42,12 +42,12 @@ public:
     Tree tree;
     std::map<std::string, Ledger> ledgers;  // by destination; those that the device holds have to be put in
 
-    // What shapes the copies: the agent's answers where they are not consent, what it writes down on being
-    // asked (both by the file's name below its item), the one file that cannot be put in place, and the class
-    // paths as an old agent mends them.
+    // What shapes the copies, by the files' names below their item: the agent's answers where they are not
+    // consent, what it writes down on being asked, the file that cannot be put in place and the one that
+    // cannot be laid out for an old agent; and the class paths as that agent mends them.
     std::map<std::string, int> answers;
     std::map<std::string, std::string> shows;
-    std::string broken;
+    std::string broken, unstaged;
     std::map<int, std::string> classPaths;
 
     Story& info(const std::string& line);
