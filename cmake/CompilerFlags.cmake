@@ -19,7 +19,9 @@ target_compile_options(ovpatch_program_flags INTERFACE
 target_link_libraries(ovpatch_program_flags INTERFACE ovpatch_warnings)
 
 if(OVPATCH_SANITIZE)
-  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  # Without type information in the program there is nothing for the vptr check to look at.
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize=vptr -fno-sanitize-recover=all
+                      -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
 endif()
 

@@ -11,10 +11,20 @@
  * question had been answered with consent.
  *
  * Text is zero-terminated, in the device's multi-byte code page, and belongs to OvPatch: it is good until the
- * entry returns. A path is at most 259 bytes long, terminator not counted. Numbers are 32 bits wide.
+ * entry returns. A path is at most 259 bytes long, terminator not counted, and is device text: its separators
+ * are backslashes (a `destination` comes as the manifest spells it), on a POSIX host too, where an agent
+ * turns them into slashes before it opens a file. Numbers are 32 bits wide.
  *
- * What an entry must not do: throw, end the process, start OvPatch (it would wait for this run), or add,
- * remove or rename files in the work area, in the destination directories or in any OV_Backup directory.
+ * What an entry must not do: throw, end the process, or start OvPatch (it would wait for this run). It must
+ * not touch what lies in an OV_Backup directory, nor, while files are being asked about, add, remove or
+ * rename files of the item in the work area and at its destination.
+ *
+ * A run that fails after it was opened is undone: item by item, in the order in which they were done, with a
+ * start and an end that carry the versions exchanged, and no question about files. There the answers count
+ * for less. New generation: a StartItem or EndItem that answers 0 is ignored. Old generation: a start that
+ * answers 0 is followed by its end with success 0; if that answers 0 too, the undoing ENDS there, and this
+ * item and all later ones stay as they are; otherwise the files are put back and the end with success 1
+ * follows as well. An end with success 1 that answers 0 is ignored.
  */
 #ifndef OVPATCH_PATCH_AGENT_H
 #define OVPATCH_PATCH_AGENT_H
@@ -56,8 +66,8 @@ extern "C" {
 #define OVPATCH_START_CLOSE_PROGRAM \
     2 /* a program must be closed first: result 60 of an update, 3 of a rollback */
 
-/* Answers of CheckFile and CheckFileEx. Any other number is logged as unknown; an update then acts as after
- * 1, a rollback as it did for the file before. */
+/* Answers of CheckFile and CheckFileEx. Any other number: an update logs it and acts as after 1; a rollback
+ * acts as it did for the file before, for an item's first file as after 1. */
 #define OVPATCH_FILE_GO_ON 1
 #define OVPATCH_FILE_SKIP 0         /* leave this file as it is; the item goes on */
 #define OVPATCH_FILE_STOP (-1)      /* stop here; the whole run is undone: result 60 */
@@ -72,8 +82,7 @@ typedef struct ItemVersion {
     int32_t spare;  /* always 0 */
 } ItemVersion;
 
-/* ---- Old generation: 13 entries
- * -------------------------------------------------------------------------------
+/* ---- Old generation: 13 entries ----
  *
  * Order of an update: GetPatternPath, GetEnginePath, GetProductPath (each only if such an item exists),
  * IsRollback, StartPatch; for each item its class's Start, one CheckFile per file, its class's End; EndPatch,
@@ -120,8 +129,7 @@ OVPATCH_AGENT_EXPORT int32_t EndProduct(int32_t success, uint32_t from, uint32_t
  * ignored. */
 OVPATCH_AGENT_EXPORT int32_t EndPatch(int32_t lastAnswer);
 
-/* ---- New generation: 6 entries
- * --------------------------------------------------------------------------------
+/* ---- New generation: 6 entries ----
  *
  * Order of an update: StartAction; for each item StartItem, one CheckFileEx per file, EndItem; EndAction,
  * also after a failure. Order of a rollback: IsRollbackEx, then the same, but without EndAction after a

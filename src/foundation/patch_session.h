@@ -12,7 +12,7 @@ struct PatchSession {
     // The directory that the manifest, the work area, the settings and the log lie under. Written before
     // anything else of a run.
     char baseDirectory[260];
-    // The manifest's OVLib, SavLib and RstLib values; empty when absent or too long.
+    // The manifest's OVLib, SavLib and RstLib values; their first 20 bytes; empty when absent.
     char ovLib[21];
     char savLib[21];
     char rstLib[21];

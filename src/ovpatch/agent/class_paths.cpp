@@ -1,5 +1,7 @@
 #include "ovpatch/agent/class_paths.h"
 
+#include <cstring>
+
 #include "foundation/bounded.h"
 #include "ovpatch/log_lines.h"
 
@@ -48,8 +50,11 @@ void askClassPaths(const PatchAgentApi& agent, const UpdateStru& update, const c
         }
         UPDATER_INFO(6, "PatchAgent %s with: %s", query.entryName, path);
         (agent.*query.entry)(path);
-        // The buffer is the agent's to write; its last byte is ours.
-        path[OVPATCH_PATH_SIZE - 1] = '\0';
+        if (std::memchr(path, '\0', OVPATCH_PATH_SIZE) == nullptr) {
+            path[0] = '\0';
+            UPDATER_ERROR(6, "%s: path of %s does not fit.", caller, query.entryName);
+            continue;
+        }
         UPDATER_INFO(6, "PatchAgent %s mended: %s", query.entryName, path);
     }
 }

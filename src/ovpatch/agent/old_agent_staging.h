@@ -1,9 +1,10 @@
 // The files that an old-generation agent finds on disk while it is loaded.
 //
-//   <destination of the first item>\OVSrc.tmp\KxuPatch.ini   section MAIN, key SOURCE: the directory
-//   OVSrc.tmp\ <destination of the first item>\OVSrc.tmp\               the new versions of files checked so
-//   far, in an update <destination of the first item>\PatchDll.ini, <base directory>\PatchDll.ini copies of
-//   the agent's own INI file, if it exists
+// Below the destination of the manifest's first item:
+//
+//   OVSrc.tmp\KxuPatch.ini   section MAIN, key SOURCE: the path of the directory below
+//   OVSrc.tmp\               the new versions of the files checked so far, in an update
+//   PatchDll.ini             a copy of the agent's own INI file, if it exists; also in the base directory
 //
 // Nothing is logged, and none of the steps can fail the run: without a file the agent's answers decide.
 #ifndef OVPATCH_OVPATCH_AGENT_OLD_AGENT_STAGING_H
@@ -15,7 +16,8 @@ namespace ovpatch {
 
 class OldAgentStaging {
 public:
-    // Lays the files out. `patchAgentFile` may be null. What does not fit its path buffer is left out.
+    // Lays the files out. `patchAgentFile` may be null. A file whose path does
+    // not fit is left out, and so are those after it in the list above.
     OldAgentStaging(const char* destination, const char* patchAgentFile);
 
     // Removes them, after the library has been freed. A PatchDll.ini that stood there before goes too.

@@ -14,8 +14,9 @@ enum class UndoMode {
 
 // Walks the run ledger forward, item by item, up to the first record that was not reached. Each item gets a
 // bracket of the agent with its versions exchanged; the agent is not asked about files. No file operation's
-// failure ends the walk; an entry that cannot be read does. No ledger file is read or changed, and nothing is
-// reported.
+// failure ends the walk. It ends early, with the rest as it is, at an entry that cannot be read, at a backup
+// path that does not fit, and where an old agent answers 0 to an item's start and to the end that follows it.
+// No ledger file is read or changed, and nothing is reported.
 void autoRollback(const PatchAgentApi& agent, const BackupStru& runLedger, UndoMode mode);
 
 }  // namespace ovpatch

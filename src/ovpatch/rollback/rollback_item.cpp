@@ -90,7 +90,11 @@ bool saveState(Passes* passes, FilePaths* paths) {
         UPDATER_ERROR(6, "rollbackItem: crtUniFile failed.");
         return false;
     }
-    copyFiles(paths->file, paths->safety, true, nullptr, nullptr);
+    // A file that is gone leaves an empty safety copy. One that is there but could not be saved leaves none,
+    // or an undo would empty it; the name stays taken.
+    if (copyFiles(paths->file, paths->safety, true, nullptr, nullptr) != 0 && pathExists(paths->file)) {
+        unlink(paths->safety, nullptr, nullptr);
+    }
     BackupItem* slot = context.backupItem;
     if (slot->writtenCapacity == 0 || slot->writtenCount >= slot->writtenCapacity) growBackupLists(slot);
     return true;

@@ -13,6 +13,11 @@
 namespace ovpatch {
 
 struct DriverResources {
+    DriverResources() = default;
+    ~DriverResources() { release(); }
+    DriverResources(const DriverResources&) = delete;
+    DriverResources& operator=(const DriverResources&) = delete;
+
     UpdateStru update{};
     PatchAgentApi agent{};
     std::unique_ptr<OldAgentStaging> staging;  // old generation only
@@ -22,6 +27,7 @@ struct DriverResources {
         staging.reset(new (std::nothrow) OldAgentStaging(update.items[0].destination, update.patchAgentFile));
     }
 
+private:
     // The strings that the agent was given go first, then its library, and last the files that it found on
     // disk.
     void release() {

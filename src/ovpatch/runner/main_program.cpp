@@ -1,1 +1,1 @@
-// The program is its rooms; this file only gives the linker something to start from.
+// All of the program is in its libraries; this file only gives the linker something to start from.

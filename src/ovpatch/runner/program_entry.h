@@ -17,12 +17,12 @@ struct CommandTokens {
     char text[MOST_TOKENS][COMMAND_LINE_SIZE];
 };
 
-// Splits `commandLine`. False when there are more than three tokens.
+// Splits `commandLine` into `tokens`, which must be all zero. False when there are more than three.
 bool splitCommandLine(const char* commandLine, CommandTokens* tokens);
 
 // Takes the lock, settles the base directory and runs: with exactly two tokens the second is the base
 // directory, otherwise the directory part of the first is. Answers the exit value: that of runPatchSession,
-// or 2 when the base directory fits no buffer at all.
+// or 2 when the base directory does not fit a command line's size.
 std::int32_t patchMain(const CommandTokens& tokens);
 
 }  // namespace ovpatch

@@ -50,7 +50,6 @@ std::int32_t rollback(KxIniUtil& manifest) {
         result = rollbackWithPatchAgent(own.agent, own.update);
         if (result != RESULT_DONE) UPDATER_ERROR(6, "rollback: rollbackWithPatchAgent failed.");
     }
-    own.release();
     return result;
 }
 

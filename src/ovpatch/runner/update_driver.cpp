@@ -46,7 +46,6 @@ std::int32_t update(KxIniUtil& manifest) {
         result = updateWithPatchAgent(own.agent, own.update);
         if (result != RESULT_DONE) UPDATER_ERROR(6, "update: updateWithPatchAgent failed.");
     }
-    own.release();
     return result;
 }
 

@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "fileops/copy.h"
-#include "fileops/file_tests.h"
 #include "fileops/paths.h"
 #include "fileops/remove.h"
 #include "foundation/bounded.h"
@@ -143,7 +142,9 @@ std::int32_t saveOverwritten(const char* targetPath, const ItemCopyContext& cont
         crtUniFile(directory, saved, sizeof saved, context.takenNames) == 0) {
         return fail("crtUniFile failed.");
     }
-    copyFiles(targetPath, saved, true, nullptr, nullptr);
+    // The update goes on without a copy that could not be made. But what is left of it must go, or an undo
+    // would put it in the place of the file; its name stays taken.
+    if (copyFiles(targetPath, saved, true, nullptr, nullptr) != 0) unlink(saved, nullptr, nullptr);
     return noteWritten(context, targetPath, saved);
 }
 
@@ -162,7 +163,8 @@ std::int32_t keepLedger(const FileOpRecord& record, const ItemCopyContext& conte
 
 std::int32_t callBackForUpdate(FileOpRecord* record) {
     const auto& context = *static_cast<const ItemCopyContext*>(record->userData);
-    if (record->phase == BEFORE && record->targetPath != nullptr && !isDirectory(record->targetPath)) {
+    // Only a copy has a target, and the copy has just found that it is no directory.
+    if (record->phase == BEFORE && record->targetPath != nullptr) {
         if (std::strlen(record->targetPath) >= PATH_SIZE) return fail("target path does not fit.");
         const std::int32_t answer = askAgent(*record, context);
         if (answer != GO_ON) return answer;

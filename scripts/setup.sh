@@ -1,0 +1,32 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that the named tools come from, where the tools are missing.
+#   scripts/setup.sh build    a compiler, CMake and Ninja
+#   scripts/setup.sh check    the same, GoogleTest and clang-format
+set -euo pipefail
+
+packages=()
+need() {
+  local tool=$1 package=$2
+  command -v "$tool" >/dev/null 2>&1 || packages+=("$package")
+}
+
+need g++ g++
+need cmake cmake
+need ninja ninja-build
+if [ "${1:-build}" = check ]; then
+  need git git
+  need clang-format clang-format
+  need python3 python3
+  [ -e /usr/include/gtest/gtest.h ] || packages+=(libgtest-dev)
+fi
+[ ${#packages[@]} -eq 0 ] && exit 0
+
+if ! command -v apt-get >/dev/null 2>&1; then
+  echo "These packages (Debian's names) have to be installed first: ${packages[*]}" >&2
+  exit 1
+fi
+root=()
+[ "$(id -u)" -eq 0 ] || root=(sudo)
+echo "Installing ${packages[*]}"
+"${root[@]}" apt-get update -qq
+"${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${packages[@]}" >/dev/null
