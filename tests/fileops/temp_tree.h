@@ -2,10 +2,10 @@
 #ifndef OVPATCH_TESTS_FILEOPS_TEMP_TREE_H
 #define OVPATCH_TESTS_FILEOPS_TEMP_TREE_H
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <random>
 #include <sstream>
 #include <string>
 
@@ -16,10 +16,10 @@ public:
     TempTree() {
         // In memory, where the host has such a place.
         const std::filesystem::path fast = "/dev/shm";
-        const bool isFast = std::filesystem::is_directory(fast);
-        std::string name =
-            ((isFast ? fast : std::filesystem::temp_directory_path()) / "ovpatch-test-XXXXXX").string();
-        root_ = mkdtemp(name.data());
+        root_ = std::filesystem::is_directory(fast) ? fast : std::filesystem::temp_directory_path();
+        // Of the same length every time, so that paths in two trees fit or do not fit alike.
+        root_ /= "ovpatch_" + std::to_string(1000000000 + std::random_device()() % 1000000000);
+        std::filesystem::create_directory(root_);
     }
     ~TempTree() { std::filesystem::remove_all(root_); }
     TempTree(const TempTree&) = delete;
@@ -52,7 +52,7 @@ public:
         std::ofstream(root_ / name, std::ios::binary) << content;
     }
     std::string read(const std::string& name) const {
-        std::ifstream stream(root_ / name, std::ios::binary);
+        std::ifstream stream(root_ / name);
         std::ostringstream content;
         content << stream.rdbuf();
         return content.str();
@@ -67,7 +67,7 @@ public:
         std::map<std::string, std::string> entries;
         if (!std::filesystem::exists(root_)) return "gone";
         for (const auto& entry : std::filesystem::recursive_directory_iterator(root_)) {
-            const std::string name = entry.path().string().substr(root_.string().size() + 1);
+            const std::string name = entry.path().generic_string().substr(root_.string().size() + 1);
             entries[name] = entry.is_symlink() ? "@ " : entry.is_directory() ? "/ " : "=" + read(name) + " ";
         }
         std::string text;
