@@ -37,12 +37,28 @@ std::uint32_t recordsSinceCheck = 0;
 struct Record {
     const char* type;
     const char* time;
-    char process[32];
-    char thread[32];
+    const char* process;
+    const char* thread;
     const char* fileAndLine;
     ByteString message;
     bool isError;
 };
+
+// The fields of the process and its one thread, which stay the same for every record.
+struct OwnIds {
+    char process[32];
+    char thread[32];
+
+    OwnIds() {
+        std::snprintf(process, sizeof process, " P[%d]", static_cast<int>(GetCurrentProcessId()));
+        std::snprintf(thread, sizeof thread, " T[%d] ", static_cast<int>(GetCurrentThreadId()));
+    }
+};
+
+const OwnIds& ownIds() {
+    static const OwnIds ids;
+    return ids;
+}
 
 void appendToFile(const char* fileName, const char* text) {
     std::FILE* file = platform::fopen(fileName, "at");
@@ -124,9 +140,8 @@ void setLogHtml(bool html) {
 
 void writeLogRecord(const char* fileName, const char* text) {
     const bool isError = logLocation().isError != 0;
-    Record record{isError ? "Error:" : "Info:", " ", {}, {}, "", ByteString(text), isError};
-    std::snprintf(record.process, sizeof record.process, " P[%d]", static_cast<int>(GetCurrentProcessId()));
-    std::snprintf(record.thread, sizeof record.thread, " T[%d] ", static_cast<int>(GetCurrentThreadId()));
+    const OwnIds& ids = ownIds();
+    Record record{isError ? "Error:" : "Info:", " ", ids.process, ids.thread, "", ByteString(text), isError};
     wrapLogText(record.message);
     // The other two fields that can hold free text are constants without anything to escape.
     if (writesHtml) htmlEscape(record.message);
