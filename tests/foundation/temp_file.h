@@ -22,12 +22,16 @@ public:
     const char* path() const { return path_.c_str(); }
     bool exists() const { return std::filesystem::exists(path_); }
     void write(const std::string& content) const { std::ofstream(path_, std::ios::binary) << content; }
-    std::string content() const {
-        std::ifstream stream(path_, std::ios::binary);
+    std::string content() const { return read(std::ios::binary); }
+    // What a stream in text mode was given, whether or not the host widens line feeds.
+    std::string written() const { return read(std::ios::in); }
+
+private:
+    std::string read(std::ios::openmode mode) const {
+        std::ifstream stream(path_, mode);
         return std::string(std::istreambuf_iterator<char>(stream), {});
     }
 
-private:
     std::string path_;
 };
 
