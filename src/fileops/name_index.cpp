@@ -41,6 +41,14 @@ bool NameIndex::canMatch(const char* path) {
     return findSlot(name.cStr(), false) < slots_.size();
 }
 
+bool NameIndex::knowsMissing(const char* path) const {
+    if (!isRead_) return false;
+    ByteString directory;
+    ByteString name;
+    splitPath(path, directory, name);
+    return directory_.compare(directory.cStr()) == 0 && findSlot(name.cStr(), false) == slots_.size();
+}
+
 void NameIndex::forget(const char* path) {
     if (!isRead_) return;
     ByteString directory;

@@ -39,12 +39,14 @@ bool isRoot(const ByteString& path) {
     return std::strspn(path.cStr(), "\\") == path.length();
 }
 
+bool isPlainName(const ByteString& path) {
+    return !hasWildcard(path.cStr()) && !endsWithSeparator(path.cStr()) && deviceSplitsAlike(path.cStr());
+}
+
 // A plain name whose entry exists is all that a listing on it would bring to a walk, so that a walk needs no
 // listing then.
 Kind kindOf(const ByteString& path) {
-    if (hasWildcard(path.cStr()) || endsWithSeparator(path.cStr()) || !deviceSplitsAlike(path.cStr())) {
-        return Kind::UNKNOWN;
-    }
+    if (!isPlainName(path)) return Kind::UNKNOWN;
     const WidePath wide(path.cStr());
     const DWORD attributes = wide.fits() ? GetFileAttributesW(wide.text()) : INVALID_FILE_ATTRIBUTES;
     if (attributes == INVALID_FILE_ATTRIBUTES) return Kind::MISSING;
@@ -55,6 +57,14 @@ bool removeFromDevice(const char* path, bool directory) {
     const WidePath wide(path);
     if (!wide.fits()) return false;
     return (directory ? RemoveDirectoryW(wide.text()) : DeleteFileW(wide.text())) != FALSE;
+}
+
+// Tries the plain removal of a file. A success says by itself that the name exists and is no directory; after a
+// failure nothing has changed and the questions have to be asked.
+bool removeAtOnce(const ByteString& path, const Removal& removal) {
+    if (removal.record != nullptr || !isPlainName(path) || !removeFromDevice(path.cStr(), false)) return false;
+    if (removal.index != nullptr) removal.index->forget(path.cStr());
+    return true;
 }
 
 // Removes one object whose kind is known.
@@ -107,6 +117,7 @@ std::int32_t removeDirectoryTree(const ByteString& directory, const Removal& rem
 std::int32_t removeTreeOf(const ByteString& path, const Removal& removal) {
     ByteString bare(path);
     const bool wasClosed = removeTrailingSeparator(bare);
+    if (!wasClosed && removeAtOnce(bare, removal)) return FILEOP_OK;
     const Kind kind = kindOf(bare);
     if (kind == Kind::DIRECTORY) return removeDirectoryTree(bare, removal);
     if (kind != Kind::UNKNOWN && wasClosed) return FILEOP_OK;
@@ -141,6 +152,7 @@ std::int32_t unlink(const char* path, FileOpCallback callback, FileOpRecord* rec
     if (isRoot(bare)) return FILEOP_BAD_PARAMETER;
     removeTrailingSeparator(bare);
 
+    if (removeAtOnce(bare, removal)) return FILEOP_OK;
     const Kind kind = kindOf(bare);
     if (kind == Kind::DIRECTORY || (kind == Kind::UNKNOWN && isDirectory(bare.cStr()))) {
         return removeObject(bare.cStr(), true, removal);

@@ -93,8 +93,8 @@ void removeBackupCopies(const BackupItem& item, const char* backupDirectory, Nam
         const ByteString name = backupCopyName(item.writtenFiles[k]);
         if (kept != nullptr && kept->isTaken(name.cStr())) continue;
         char path[PATH_SIZE];
-        if (backupCopyPath(backupDirectory, name.cStr(), path, sizeof path))
-            unlink(path, nullptr, nullptr, names);
+        if (!backupCopyPath(backupDirectory, name.cStr(), path, sizeof path)) continue;
+        if (!names->knowsMissing(path)) unlink(path, nullptr, nullptr, names);
     }
 }
 
