@@ -16,6 +16,7 @@
 #include "ovpatch/manifest/manifest_reader.h"
 #include "ovpatch/rollback/rollback_transaction.h"
 #include "ovpatch/update/update_transaction.h"
+#include "tests/fileops/temp_tree.h"
 #include "tests/ovpatch/faulty_allocation.h"
 
 namespace ovpatch {
@@ -29,18 +30,14 @@ int startCalls = 0;
 class AllocationTest : public testing::Test {
 protected:
     void SetUp() override {
-        std::string pattern = (fs::temp_directory_path() / "allocation.XXXXXX").string();
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
         home_ = fs::current_path();
-        place_ = pattern;
-        fs::current_path(place_);
+        fs::current_path(tree_.root());
         startCalls = 0;
     }
 
     void TearDown() override {
         faulty::arm(0);
         fs::current_path(home_);
-        fs::remove_all(place_);
     }
 
     static void write(const fs::path& path, const std::string& text) {
@@ -71,7 +68,7 @@ protected:
         std::map<std::string, std::string> files;
         for (const char* root : {"dst", "other"}) {
             for (const auto& entry : fs::recursive_directory_iterator(root)) {
-                const std::string path = entry.path().string();
+                const std::string path = entry.path().generic_string();
                 const bool copy = path.find("backup.") != std::string::npos;
                 if (!entry.is_regular_file() || copy) continue;
                 std::ostringstream text;
@@ -106,7 +103,7 @@ protected:
     }
 
     fs::path home_;
-    fs::path place_;
+    const test::TempTree tree_;
 };
 
 // What is in `after` and not in `before`.

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "ovpatch/ledger/backup_paths.h"
+#include "tests/fileops/temp_tree.h"
 
 namespace ovpatch {
 namespace {
@@ -18,13 +19,6 @@ namespace fs = std::filesystem;
 
 class UniqueNameTest : public testing::Test {
 protected:
-    void SetUp() override {
-        std::string pattern = (fs::temp_directory_path() / "unique.XXXXXX").string();
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        place_ = pattern;
-    }
-    void TearDown() override { fs::remove_all(place_); }
-
     static std::string nameOf(std::uint32_t number) {
         char digits[4];
         encodeBase36(number, digits);
@@ -47,7 +41,8 @@ protected:
         return done == 1 ? std::string(path).substr(base.size()) : "";
     }
 
-    fs::path place_;
+    const test::TempTree tree_;
+    const fs::path place_ = tree_.root();
 };
 
 TEST_F(UniqueNameTest, suffixesCountInBase36) {
@@ -96,7 +91,8 @@ TEST_F(UniqueNameTest, refusesWhenNothingCanBeHad) {
     fs::create_directories(full);
     TakenNames names;
     ASSERT_EQ("backup.000", create(full, &names));
-    for (std::uint32_t number = 1; number < TakenNames::COUNT; ++number) names.take(number);
+    for (std::uint32_t number = 1; number < TakenNames::COUNT; ++number)
+        names.take(number);
     EXPECT_EQ("", create(full, &names));
     names.release(nameOf(40000).c_str());
     EXPECT_EQ(nameOf(40000), create(full, &names));

@@ -1,0 +1,57 @@
+#!/usr/bin/env bash
+# Builds OvPatch.exe, the agents and the unit tests for Windows and runs every test under Wine: the unit tests
+# of all rooms, the platform contract among them, and the scenario tests, which start OvPatch.exe from this host.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+root=$PWD
+jobs=$(nproc)
+
+scripts/setup.sh check
+packages=()
+command -v x86_64-w64-mingw32-g++-posix >/dev/null 2>&1 || packages+=(g++-mingw-w64-x86-64-posix)
+[ -x /usr/lib/wine/wine64 ] || command -v wine64 >/dev/null 2>&1 || packages+=(wine64)
+[ -e /usr/src/googletest/CMakeLists.txt ] || packages+=(googletest)
+if [ ${#packages[@]} -gt 0 ]; then
+  echo "Installing ${packages[*]}"
+  sudo=()
+  [ "$(id -u)" -eq 0 ] || sudo=(sudo)
+  if ! "${sudo[@]}" apt-get update -qq ||
+     ! "${sudo[@]}" env DEBIAN_FRONTEND=noninteractive \
+         apt-get install -y -qq --no-install-recommends "${packages[@]}" >/dev/null; then
+    echo "The tests for Windows cannot run: these packages (Debian's names) cannot be installed: ${packages[*]}" >&2
+    exit 1
+  fi
+fi
+
+mkdir -p build/windows-check
+log=build/windows-check/log.txt
+quietly() {
+  "$@" >"$log" 2>&1 || { cat "$log" >&2; echo "Failed: $*" >&2; exit 1; }
+}
+
+echo "== Wine"
+# The server outlives the programs, so that each test starts at once.
+trap 'scripts/wine.sh --server -k >/dev/null 2>&1 || true' EXIT
+mkdir -p build/wine
+quietly scripts/wine.sh --server -p
+quietly scripts/wine.sh wineboot -i
+
+echo "== Build: OvPatch.exe, agents and unit tests"
+quietly cmake --preset windows
+cmake --build --preset windows -j "$jobs" -- --quiet
+for built in build/windows/OvPatch.exe build/windows/agents/*.dll; do
+  needed=$(x86_64-w64-mingw32-objdump -p "$built" | sed -n 's/.*DLL Name: //p' | grep -vixE 'kernel32\.dll|msvcrt\.dll' || true)
+  [ -z "$needed" ] || { echo "$built needs more than Windows itself has:" $needed >&2; exit 1; }
+done
+
+echo "== Build: scenario tests"
+quietly cmake --preset release
+cmake --build --preset release -j "$jobs" --target scenario_tests -- --quiet
+
+echo "== Tests: Windows"
+cat >build/windows-check/CTestTestfile.cmake <<END
+subdirs("$root/build/windows" "$root/build/release/tests/scenarios")
+END
+OVPATCH_PROGRAM=$root/build/windows/OvPatch.exe OVPATCH_LAUNCHER=$root/scripts/wine.sh \
+OVPATCH_TEST_AGENTS=$root/build/windows/tests/scenarios/agents OVPATCH_AGENT_SUFFIX=.dll \
+  ctest --test-dir build/windows-check -j "$jobs" --output-on-failure --progress
