@@ -17,6 +17,9 @@ if [ "${1:-build}" = check ]; then
   need git git
   need clang-format clang-format
   need python3 python3
+  need pkg-config pkgconf
+  need dpkg-shlibdeps dpkg-dev
+  need file file
   [ -e /usr/include/gtest/gtest.h ] || packages+=(libgtest-dev)
 fi
 [ ${#packages[@]} -eq 0 ] && exit 0
