@@ -30,7 +30,7 @@ std::size_t areaDir(const char* base, const char* area, std::int32_t itemClass, 
     return formatItemDir(directory, itemClass, itemType, out, size);
 }
 
-// Joins in two buffers, so that a failure leaves nothing usable behind.
+// A failure leaves nothing usable behind.
 bool join(const char* base, const char* file, char* out, std::size_t size) {
     if (CatURIWithFile(out, static_cast<std::int32_t>(size), base, file) == 0) return true;
     if (size > 0) out[0] = '\0';

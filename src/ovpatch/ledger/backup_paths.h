@@ -13,7 +13,7 @@
 
 namespace ovpatch {
 
-// The size of every path buffer of the program.
+// The size of a buffer for a path.
 constexpr std::size_t PATH_SIZE = 260;
 
 // Both answer the length written, ending in a backslash, or 0 when the path does not fit; then `out` is

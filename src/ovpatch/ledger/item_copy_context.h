@@ -19,7 +19,8 @@ struct ItemCopyContext {
     const char* destination;     // the item's; not owned
     std::int32_t itemClass;
     std::int32_t itemType;
-    TakenNames* takenNames;  // what is known of the item's backup directory; not owned
+    const BackupStru* runLedger;  // the whole of it, of which `backupItem` is a record
+    TakenNames* takenNames;       // what is known of the item's backup directory; not owned
 };
 
 }  // namespace ovpatch

@@ -1,10 +1,13 @@
 #include "ovpatch/ledger/ledger_file.h"
 
+#include <cstring>
+
 #include "fileops/paths.h"
 #include "fileops/remove.h"
 #include "foundation/bounded.h"
 #include "foundation/tokenizer.h"
 #include "ovpatch/ledger/backup_paths.h"
+#include "ovpatch/log_lines.h"
 #include "ovpatch/manifest/item_version.h"
 
 namespace ovpatch {
@@ -87,11 +90,30 @@ ByteString backupCopyName(const char* entry) {
     return bare != nullptr ? ByteString(bare) : name;
 }
 
+void takeCopyNames(const BackupItem& item, TakenNames* names) {
+    for (std::uint32_t k = 0; k < item.writtenCount; ++k)
+        names->take(backupCopyName(item.writtenFiles[k]).cStr());
+}
+
+bool sharesBackupDir(const BackupItem& item, const char* backupDirectory) {
+    char directory[PATH_SIZE];
+    return itemBackupDir(item.destination, item.itemClass, item.itemType, directory, sizeof directory) != 0 &&
+           std::strcmp(directory, backupDirectory) == 0;
+}
+
+bool isBackupCopyName(const char* name) {
+    return *name != '\0' && std::strcmp(name, ".") != 0 && std::strcmp(name, "..") != 0 && !hasWildcard(name);
+}
+
 void removeBackupCopies(const BackupItem& item, const char* backupDirectory, NameIndex* names,
                         const TakenNames* kept) {
     for (std::uint32_t k = 0; k < item.writtenCount; ++k) {
         const ByteString name = backupCopyName(item.writtenFiles[k]);
         if (kept != nullptr && kept->isTaken(name.cStr())) continue;
+        if (!isBackupCopyName(name.cStr())) {
+            STRU_ERROR(6, "no backup copy: %s", item.writtenFiles[k]);
+            continue;
+        }
         char path[PATH_SIZE];
         if (!backupCopyPath(backupDirectory, name.cStr(), path, sizeof path)) continue;
         if (!names->knowsMissing(path)) unlink(path, nullptr, nullptr, names);

@@ -34,6 +34,16 @@ void saveLedgerWithout(const BackupStru& stored, std::uint32_t index, MissingAge
 // The bare file name of the backup copy in an entry of `writtenFiles`.
 ByteString backupCopyName(const char* entry);
 
+// Enters the names of the copies that `item` lists.
+void takeCopyNames(const BackupItem& item, TakenNames* names);
+
+// Whether the item's copies lie in `backupDirectory`. The item must have its destination.
+bool sharesBackupDir(const BackupItem& item, const char* backupDirectory);
+
+// Whether `name` can be that of a backup copy: a file name, and no wildcard. A ledger that was tampered with
+// may hold others, which must lead to nothing.
+bool isBackupCopyName(const char* name);
+
 // Deletes the backup copies that the entries of `writtenFiles` name, from the item's backup directory. Copies
 // that are gone already are passed over, and so are those in `kept`, if it is not null. `names` serves all
 // calls for which nobody else adds names to the directory.

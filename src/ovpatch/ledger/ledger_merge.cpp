@@ -43,27 +43,32 @@ void createMissingLedgers(const BackupStru& runLedger) {
     }
 }
 
-void removeCopies(const BackupItem& record, const char* destination, NameIndex* names,
-                  const TakenNames* kept) {
+void removeCopies(const BackupItem& record, const char* destination, NameIndex* names) {
     char directory[PATH_SIZE];
     if (itemBackupDir(destination, record.itemClass, record.itemType, directory, sizeof directory) == 0)
         return;
-    removeBackupCopies(record, directory, names, kept);
+    removeBackupCopies(record, directory, names);
 }
 
 // A copy of the older record may have gone in a failed rollback, and a copy of this run may have got its free
-// name; that one must stay.
-void removeOlderCopies(const BackupItem& older, const BackupItem& item) {
+// name; that one must stay, be it of this item or of a later one with the same backup directory.
+void removeOlderCopies(const BackupItem& older, const BackupStru& runLedger, std::uint32_t index) {
+    const BackupItem& item = runLedger.items[index];
+    char directory[PATH_SIZE];
+    if (itemBackupDir(item.destination, item.itemClass, item.itemType, directory, sizeof directory) == 0)
+        return;
     TakenNames fresh;
-    for (std::uint32_t k = 0; k < item.writtenCount; ++k)
-        fresh.take(backupCopyName(item.writtenFiles[k]).cStr());
+    for (std::uint32_t i = index; i < runLedger.itemCount; ++i) {
+        if (sharesBackupDir(runLedger.items[i], directory)) takeCopyNames(runLedger.items[i], &fresh);
+    }
     NameIndex names;
-    removeCopies(older, item.destination, &names, &fresh);
+    removeBackupCopies(older, directory, &names, &fresh);
 }
 
 // Puts the item's record into its ledger and answers in `number` which number it got. False when the ledger
 // cannot be read.
-bool mergeItem(const BackupItem& item, std::uint32_t* number) {
+bool mergeItem(const BackupStru& runLedger, std::uint32_t index, std::uint32_t* number) {
+    const BackupItem& item = runLedger.items[index];
     char path[PATH_SIZE];
     if (!ledgerPath(item.destination, path, sizeof path)) return false;
     const std::unique_ptr<KxIniUtil> ledger = openLedger(path);
@@ -73,7 +78,7 @@ bool mergeItem(const BackupItem& item, std::uint32_t* number) {
     char section[SECTION_SIZE];
     const BackupItem* older = findBackupItem(stored, item.itemClass, item.itemType);
     if (older != nullptr) {
-        removeOlderCopies(*older, item);
+        removeOlderCopies(*older, runLedger, index);
         *number = static_cast<std::uint32_t>(older - stored.items);
         formatSectionName(*number, section, sizeof section);
         ledger->deleteSection(section);
@@ -108,7 +113,7 @@ void writeTransaction(const char* destination, const std::uint32_t* numbers, std
 
 bool mergeItems(const BackupStru& runLedger, std::uint32_t* numbers) {
     for (std::uint32_t i = 0; i < runLedger.itemCount; ++i) {
-        if (!mergeItem(runLedger.items[i], &numbers[i])) {
+        if (!mergeItem(runLedger, i, &numbers[i])) {
             STRU_ERROR(6, "Merge backup ini faild");
             return false;
         }
@@ -134,7 +139,7 @@ void mergeWithBackup(const BackupStru& runLedger) {
 
 void dropItem(const BackupItem& item) {
     NameIndex names;
-    removeCopies(item, item.destination, &names, nullptr);
+    removeCopies(item, item.destination, &names);
     char path[PATH_SIZE];
     if (!ledgerPath(item.destination, path, sizeof path)) return;
     BackupStru stored;
@@ -144,7 +149,7 @@ void dropItem(const BackupItem& item) {
     }
     const BackupItem* older = findBackupItem(stored, item.itemClass, item.itemType);
     if (older != nullptr) {
-        removeCopies(*older, item.destination, &names, nullptr);
+        removeCopies(*older, item.destination, &names);
         saveLedgerWithout(stored, static_cast<std::uint32_t>(older - stored.items),
                           MissingAgent::WRITTEN_EMPTY, path);
     }

@@ -89,9 +89,9 @@ bool readFileNames(KxIniUtil& ledger, const char* section, const FileList& list,
 
 bool readLists(KxIniUtil& ledger, const char* section, BackupItem* item) {
     const char* value = ledger.getValue(section, "added.filecount");
-    const std::uint32_t added = value != nullptr ? static_cast<std::uint32_t>(readDecimal(value)) : 0;
+    const std::uint32_t added = value != nullptr ? readCount(value) : 0;
     value = ledger.getValue(section, "written.filecount");
-    const std::uint32_t written = value != nullptr ? static_cast<std::uint32_t>(readDecimal(value)) : 0;
+    const std::uint32_t written = value != nullptr ? readCount(value) : 0;
     if (added == 0 && written == 0) {
         STRU_ERROR(6, "phaseIniForBackup: item has no backuped files.");
         return true;
@@ -161,7 +161,7 @@ bool readItems(KxIniUtil& ledger, std::uint32_t wanted, BackupStru* out) {
 bool readCommon(KxIniUtil& ledger, BackupStru* out, std::uint32_t* wanted) {
     const char* value = ledger.getValue(COMMON, "itemcount");
     if (value == nullptr) return failWith("phaseIniForBackup: fetch item count failed.");
-    *wanted = static_cast<std::uint32_t>(readDecimal(value));
+    *wanted = readCount(value);
 
     value = ledger.getValue(COMMON, "patchagent.version");
     if (value == nullptr) return failWith("phaseIniForBackup: fetch patch agent version failed.");

@@ -2,7 +2,8 @@
 // one need not try them all again for each file.
 //
 // It is a help to the search and never its judge: a name believed free is still created exclusively. A name
-// believed taken is passed over, so whoever frees one reports it with `release`.
+// believed taken is passed over, so whoever frees one reports it with `release`; where one is freed
+// unreported, the next file gets another free name.
 #ifndef OVPATCH_OVPATCH_LEDGER_TAKEN_NAMES_H
 #define OVPATCH_OVPATCH_LEDGER_TAKEN_NAMES_H
 
@@ -30,6 +31,7 @@ public:
     // The lowest number that is not taken, or COUNT.
     std::uint32_t lowestFree() const;
 
+    // `number` is below COUNT.
     void take(std::uint32_t number);
 
     // Take and free the number of `name`, a bare file name; a name that is none of ours is ignored.

@@ -101,7 +101,7 @@ bool makeRoom(UpdateStru* out, std::uint32_t wanted, std::uint32_t* room) {
 }
 
 bool readItems(KxIniUtil& manifest, std::uint32_t wanted, UpdateStru* out) {
-    // A negative count is more than any memory holds.
+    // A negative count, too, is more than any memory holds.
     if (wanted > INT32_MAX) return failWith("malloc failed.");
     std::uint32_t room = 0;
     if (!makeRoom(out, wanted, &room)) return false;
@@ -125,7 +125,7 @@ std::int32_t phaseIniForUpdate(KxIniUtil& manifest, UpdateStru* out) {
     STRU_INFO(6, "phaseIniForUpdate: common section key/value processing.");
 
     const char* value = manifest.getValue(COMMON, "itemcount");
-    const std::uint32_t wanted = value != nullptr ? static_cast<std::uint32_t>(readDecimal(value)) : 0;
+    const std::uint32_t wanted = value != nullptr ? readCount(value) : 0;
     if (value != nullptr && wanted == 0) {
         STRU_INFO(6, "phaseIniForUpdate: done, item is zero or no item.");
         return 1;

@@ -21,4 +21,9 @@ std::int32_t readHexadecimal(const char* text) {
     return readNumber(text, 16);
 }
 
+std::uint32_t readCount(const char* text) {
+    const long long number = std::strtoll(text, nullptr, 10);
+    return number < 0 || number > UINT32_MAX ? UINT32_MAX : static_cast<std::uint32_t>(number);
+}
+
 }  // namespace ovpatch

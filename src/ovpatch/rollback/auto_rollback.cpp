@@ -1,7 +1,7 @@
 #include "ovpatch/rollback/auto_rollback.h"
 
 #include "fileops/copy.h"
-#include "fileops/name_index.h"
+#include "fileops/file_tests.h"
 #include "fileops/paths.h"
 #include "fileops/remove.h"
 #include "foundation/tokenizer.h"
@@ -79,9 +79,10 @@ void closeSlot(const PatchAgentApi& agent, const Slot& slot, std::int32_t* lastA
 }
 
 void removeAddedFiles(const BackupItem& item) {
-    NameIndex names;
-    for (std::uint32_t k = 0; k < item.addedCount; ++k)
-        removeTree(item.addedFiles[k], nullptr, nullptr, &names);
+    for (std::uint32_t k = 0; k < item.addedCount; ++k) {
+        // A name that differs in case only is another file's.
+        if (pathExists(item.addedFiles[k])) removeTree(item.addedFiles[k], nullptr, nullptr);
+    }
 }
 
 // False ends the walk.

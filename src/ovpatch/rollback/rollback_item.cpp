@@ -8,7 +8,6 @@
 
 #include "fileops/copy.h"
 #include "fileops/file_tests.h"
-#include "fileops/name_index.h"
 #include "fileops/paths.h"
 #include "fileops/remove.h"
 #include "foundation/bounded.h"
@@ -35,8 +34,7 @@ struct Passes {
     const BackupItem* undone;  // the item in the stored ledger
     std::int32_t decision;
     char backupDirectory[PATH_SIZE];
-    TakenNames safetyNames;  // the safety copies made so far
-    NameIndex names;         // of the directories of added files
+    TakenNames safetyNames;  // the safety copies that this run has made in the backup directory
 };
 
 // How the two passes put the question.
@@ -45,7 +43,7 @@ struct Question {
     const char* newText;
 };
 
-// What the two passes do with one file, and where its state is saved.
+// One file of a pass, and where its state is saved.
 struct FilePaths {
     char file[PATH_SIZE];
     char safety[PATH_SIZE];
@@ -95,6 +93,7 @@ bool saveState(Passes* passes, FilePaths* paths) {
     if (copyFiles(paths->file, paths->safety, true, nullptr, nullptr) != 0 && pathExists(paths->file)) {
         unlink(paths->safety, nullptr, nullptr);
     }
+    passes->safetyNames.take(baseName(paths->safety).cStr());
     BackupItem* slot = context.backupItem;
     if (slot->writtenCapacity == 0 || slot->writtenCount >= slot->writtenCapacity) growBackupLists(slot);
     return true;
@@ -181,7 +180,9 @@ std::int32_t undoAddedFile(Passes* passes, const char* added) {
         return ROLLBACK_STOPPED;
     }
     if (!noteUndo(*passes, paths)) return ROLLBACK_NOT_SAVED;
-    if (passes->decision != LEAVE_ALONE) unlink(paths.file, nullptr, nullptr, &passes->names);
+    // Where the file is gone there is nothing to delete, and a name that differs in case only is another
+    // file's.
+    if (passes->decision != LEAVE_ALONE && pathExists(paths.file)) unlink(paths.file, nullptr, nullptr);
     return ROLLBACK_DONE;
 }
 
@@ -197,7 +198,6 @@ std::int32_t undoWrittenFile(Passes* passes, const char* entry, bool copyExists)
         return tooLong();
     }
     if (!saveState(passes, &paths)) return ROLLBACK_NOT_SAVED;
-    passes->safetyNames.take(baseName(paths.safety).cStr());
     const Question question = {"PatchAgent CheckFilie with:", "PatchAgent CheckFileEx with:"};
     if (!decideWritten(passes, askAgent(*passes->context->agent, question, paths.file), copy, paths.file)) {
         dropSafetyCopy(*passes, paths.safety);
@@ -211,14 +211,25 @@ std::int32_t undoWrittenFile(Passes* passes, const char* entry, bool copyExists)
     return ROLLBACK_DONE;
 }
 
+// An item that stands twice in a manifest finds the safety copies that its first turn left.
+void findSafetyCopies(Passes* passes) {
+    const ItemCopyContext& context = *passes->context;
+    for (const BackupItem* slot = context.runLedger->items; slot != context.backupItem; ++slot) {
+        const bool same = slot->itemClass == context.itemClass && slot->itemType == context.itemType;
+        if (same && sharesBackupDir(*slot, passes->backupDirectory))
+            takeCopyNames(*slot, &passes->safetyNames);
+    }
+}
+
 std::vector<bool> findCopies(const Passes& passes) {
     std::vector<bool> exist;
     for (std::uint32_t k = 0; k < passes.undone->writtenCount; ++k) {
         const ByteString name = backupCopyName(passes.undone->writtenFiles[k]);
         char copy[PATH_SIZE];
-        exist.push_back(
+        const bool exists =
             passes.context->takenNames->isTaken(name.cStr()) ||
-            (backupCopyPath(passes.backupDirectory, name.cStr(), copy, sizeof copy) && pathExists(copy)));
+            (backupCopyPath(passes.backupDirectory, name.cStr(), copy, sizeof copy) && pathExists(copy));
+        exist.push_back(exists && isBackupCopyName(name.cStr()));
     }
     return exist;
 }
@@ -226,6 +237,7 @@ std::vector<bool> findCopies(const Passes& passes) {
 std::int32_t undoFiles(Passes* passes) {
     passes->context->takenNames->forget();
     passes->context->takenNames->enter(passes->backupDirectory);
+    findSafetyCopies(passes);
     const std::vector<bool> copyExists = findCopies(*passes);
     for (std::uint32_t k = 0; k < passes->undone->addedCount; ++k) {
         const std::int32_t answer = undoAddedFile(passes, passes->undone->addedFiles[k]);
@@ -240,7 +252,7 @@ std::int32_t undoFiles(Passes* passes) {
 }
 
 std::int32_t undoItem(const ItemCopyContext& context, const BackupItem& undone) {
-    Passes passes = {&context, &undone, ACT, {}, {}, {}};
+    Passes passes = {&context, &undone, ACT, {}, {}};
     if (itemBackupDir(context.destination, context.itemClass, context.itemType, passes.backupDirectory,
                       sizeof passes.backupDirectory) == 0) {
         UPDATER_ERROR(6, "rollbackItem: CatURIWithFile failed.");

@@ -157,6 +157,7 @@ std::int32_t rollbackWithPatchAgent(const PatchAgentApi& agent, const UpdateStru
     if (run.runLedger.items == nullptr) return quit(&run, RESULT_NO_MEMORY);
     UPDATER_INFO(6, "rollbackWithPatchAgent: init auto rollback backup info done.");
     run.context.agent = &agent;
+    run.context.runLedger = &run.runLedger;
     run.context.takenNames = &run.takenNames;
 
     std::int32_t result = openAgent(run);

@@ -28,6 +28,16 @@ std::int32_t fail(const char* message) {
     return FAILED;
 }
 
+// A ledger is lines of text whose ends are trimmed: a path with a control character in it, or a blank at its
+// end, would come back as another file's. The device has no such names.
+bool ledgerCanHold(const char* path) {
+    const std::size_t length = std::strlen(path);
+    for (std::size_t i = 0; i < length; ++i) {
+        if (static_cast<unsigned char>(path[i]) < ' ') return false;
+    }
+    return length > 0 && path[length - 1] != ' ';
+}
+
 // The old generation finds the new version of the file, under its own name, in a directory that it knows. The
 // directory is flat: files of one name from different subdirectories pass through the same place.
 void stageForOldAgent(const FileOpRecord& record, const BackupItem& item) {
@@ -168,6 +178,7 @@ std::int32_t callBackForUpdate(FileOpRecord* record) {
         if (std::strlen(record->targetPath) >= PATH_SIZE) return fail("target path does not fit.");
         const std::int32_t answer = askAgent(*record, context);
         if (answer != GO_ON) return answer;
+        if (!ledgerCanHold(record->targetPath)) return fail("the ledger cannot hold this path.");
     }
     return keepLedger(*record, context);
 }

@@ -180,6 +180,7 @@ std::int32_t updateWithPatchAgent(const PatchAgentApi& agent, const UpdateStru& 
     initBackupStru(update, &run.runLedger);
     if (run.runLedger.items == nullptr) return quit(&run, RESULT_NO_MEMORY);
     run.context.agent = &agent;
+    run.context.runLedger = &run.runLedger;
     run.context.takenNames = &run.takenNames;
     run.record.recordSize = sizeof run.record;
     run.record.userData = &run.context;
