@@ -10,6 +10,7 @@ scripts/setup.sh check
 packages=()
 command -v x86_64-w64-mingw32-g++-posix >/dev/null 2>&1 || packages+=(g++-mingw-w64-x86-64-posix)
 [ -x /usr/lib/wine/wine64 ] || command -v wine64 >/dev/null 2>&1 || packages+=(wine64)
+[ -e /usr/share/i18n/locales/ja_JP ] || packages+=(locales)
 [ -e /usr/src/googletest/CMakeLists.txt ] || packages+=(googletest)
 if [ ${#packages[@]} -gt 0 ]; then
   echo "Installing ${packages[*]}"
@@ -32,7 +33,8 @@ quietly() {
 echo "== Wine"
 # The server outlives the programs, so that each test starts at once.
 trap 'scripts/wine.sh --server -k >/dev/null 2>&1 || true' EXIT
-mkdir -p build/wine
+mkdir -p build/wine/locale
+quietly localedef -i ja_JP -f UTF-8 build/wine/locale/ja_JP.UTF-8
 quietly scripts/wine.sh --server -p
 quietly scripts/wine.sh wineboot -i
 

@@ -7,6 +7,8 @@ set -euo pipefail
 export WINEPREFIX=${WINEPREFIX:-$(cd "$(dirname "$0")/.." && pwd)/build/wine}
 export WINEDEBUG=-all WINEDLLOVERRIDES='mscoree,mshtml=;winemenubuilder.exe=d' LC_ALL=C.UTF-8
 unset DISPLAY WAYLAND_DISPLAY
+# Wine takes the default code page from the locale; the variable is the one that tells it on a POSIX host.
+if [ "${OVPATCH_ANSI_CODE_PAGE:-}" = 932 ]; then export LOCPATH=$WINEPREFIX/locale LC_ALL=ja_JP.UTF-8; fi
 
 # Debian keeps these two aside; its starter in the path warns on every run of the 32-bit Wine, which is not
 # needed.

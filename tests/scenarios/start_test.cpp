@@ -1,5 +1,6 @@
 // The command line, the base directory, and runs that meet each other.
 #include <chrono>
+#include <regex>
 #include <thread>
 
 #include "support/story.h"
@@ -16,7 +17,6 @@ struct Start {
 };
 
 TEST(CommandLine, GivesTheBaseDirectory) {
-    if (throughLauncher()) GTEST_SKIP() << "exact command lines are a matter of the POSIX host";
     const Start starts[] = {
         {"\"x\\a.exe\" \"base\"", "base"},
         {"\"x\\a.exe\"\"base\"", "base"},
@@ -47,7 +47,6 @@ TEST(CommandLine, GivesTheBaseDirectory) {
 
 // Nothing is done, not even logged.
 TEST(CommandLine, ThatIsRefusedLeavesNoTrace) {
-    if (throughLauncher()) GTEST_SKIP() << "exact command lines are a matter of the POSIX host";
     const auto filled = [](std::size_t length) {  // three tokens, the line of that length
         const std::string line = "\"base\\a.exe\" \"" + std::string(250, 'b') + "\" \"";
         return line + std::string(length - line.size() - 1, 'c') + "\"";
@@ -79,7 +78,6 @@ TEST(CommandLine, ThatIsRefusedLeavesNoTrace) {
 
 // One byte more each: all paths fit; the result's does not; nor does the manifest's.
 TEST(BaseDirectory, NearTheLimitLosesItsFilesOneByOne) {
-    if (throughLauncher()) GTEST_SKIP() << "exact command lines are a matter of the POSIX host";
     for (const std::size_t length : {238u, 239u, 240u}) {
         SCOPED_TRACE(length);
         Device device;
@@ -98,19 +96,18 @@ TEST(BaseDirectory, NearTheLimitLosesItsFilesOneByOne) {
     }
 }
 
-// The records of a log that show this process id, by their number in the file.
-std::vector<std::size_t> recordsOf(const std::string& log, int process) {
-    std::vector<std::size_t> found;
-    const std::string mark = "P[" + std::to_string(process) + "]";
-    for (std::size_t at = log.find(mark); at != std::string::npos; at = log.find(mark, at + 1))
-        found.push_back(at);
-    return found;
+// The ids of the processes that wrote a log, one for each unbroken row of records.
+Lines writersOf(const std::string& log) {
+    static const std::regex mark("P\\[(-?[0-9]+)\\]");
+    Lines writers;
+    for (std::sregex_iterator at(log.begin(), log.end(), mark), none; at != none; ++at)
+        if (writers.empty() || writers.back() != (*at)[1]) writers.push_back((*at)[1]);
+    return writers;
 }
 
 // The second run waits, with nothing done, for as long as the first one's agent takes; then it does its own
 // work.
 TEST(TwoRuns, FollowOneAnother) {
-    if (throughLauncher()) GTEST_SKIP() << "the process ids are the launcher's";
     Device device;
     const Manifest manifest{1, {engine()}};
     device.lay(manifest);
@@ -125,18 +122,19 @@ TEST(TwoRuns, FollowOneAnother) {
     std::this_thread::sleep_for(std::chrono::milliseconds(150));
     EXPECT_EQ(device.content("agent.calls"), "StartAction()\n");
     const std::string meanwhile = device.content("base\\OV_Log\\KxuDump.txt");
-    EXPECT_TRUE(recordsOf(meanwhile, second).empty());
+    EXPECT_EQ(writersOf(meanwhile).size(), 1u);
     EXPECT_EQ(device.content("dst\\old0.bin"), "old0.bin as it was");
     device.file("agent.go", "");
 
     EXPECT_EQ(device.await(first), 0);
     EXPECT_EQ(device.await(second), 0);
     const std::string log = device.content("base\\OV_Log\\KxuDump.txt");
-    const std::vector<std::size_t> byFirst = recordsOf(log, first);
-    const std::vector<std::size_t> bySecond = recordsOf(log, second);
-    ASSERT_GT(byFirst.size(), 20u);
-    ASSERT_GT(bySecond.size(), 20u);
-    EXPECT_LT(byFirst.back(), bySecond.front());
+    const Lines writers = writersOf(log);
+    EXPECT_EQ(writers.size(), 2u);
+    // The ids of what a launcher starts are not the launcher's.
+    if (!throughLauncher()) {
+        EXPECT_EQ(writers, (Lines{std::to_string(first), std::to_string(second)}));
+    }
     const std::string calls = device.content("agent.calls");
     EXPECT_EQ(calls.substr(0, calls.size() / 2), calls.substr(calls.size() / 2));
     EXPECT_EQ(device.content("dst\\OV_Backup\\2\\31\\backup.002"), "old0.bin of the update");

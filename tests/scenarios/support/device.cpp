@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <iconv.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -73,6 +74,19 @@ Lines recordsOf(const std::string& text, int process) {
     return records;
 }
 
+std::string converted(std::string text, const char* from, const char* to) {
+    const iconv_t conversion = iconv_open(to, from);
+    std::string result(text.size() * 4 + 1, '\0');
+    char* in = text.data();
+    char* out = result.data();
+    std::size_t inLeft = text.size();
+    std::size_t outLeft = result.size();
+    EXPECT_NE(iconv(conversion, &in, &inLeft, &out, &outLeft), static_cast<std::size_t>(-1)) << text;
+    iconv_close(conversion);
+    result.resize(result.size() - outLeft);
+    return result;
+}
+
 }  // namespace
 
 bool isLeadByte932(char byte) {
@@ -105,7 +119,11 @@ fs::path Device::host(const std::string& path) const {
             name[i] = '/';
         }
     }
-    return root_ / "device" / name;
+    return root_ / "device" / (namesAreConverted() ? converted(name, "CP932", "UTF-8") : name);
+}
+
+bool Device::namesAreConverted() const {
+    return codePage932_ && throughLauncher();
 }
 
 void Device::codePage932() {
@@ -184,6 +202,7 @@ Tree Device::tree() const {
     Tree tree;
     for (const fs::directory_entry& entry : fs::recursive_directory_iterator(root_ / "device")) {
         std::string name = entry.path().lexically_relative(root_ / "device").string();
+        if (namesAreConverted()) name = converted(name, "UTF-8", "CP932");
         std::replace(name.begin(), name.end(), '/', '\\');
         if (name.rfind("agent", 0) == 0 || name.rfind(inBase("OV_Log"), 0) == 0 || name == inBase(kResult))
             continue;

@@ -71,6 +71,8 @@ public:
 
 private:
     std::string inBase(const std::string& path) const;
+    // Windows keeps names in Unicode, which this host sees as UTF-8; else they are the code page's bytes.
+    bool namesAreConverted() const;
 
     std::filesystem::path root_;
     Lines environment_;
