@@ -88,9 +88,10 @@ bool saveState(Passes* passes, FilePaths* paths) {
         UPDATER_ERROR(6, "rollbackItem: crtUniFile failed.");
         return false;
     }
-    // A file that is gone leaves an empty safety copy. One that is there but could not be saved leaves none,
-    // or an undo would empty it; the name stays taken.
-    if (copyFiles(paths->file, paths->safety, true, nullptr, nullptr) != 0 && pathExists(paths->file)) {
+    // What is gone, or no file, leaves an empty safety copy. A file that is there but could not be saved
+    // leaves none, or an undo would empty it; the name stays taken.
+    if (copyFiles(paths->file, paths->safety, true, nullptr, nullptr) != 0 && pathExists(paths->file) &&
+        !isDirectory(paths->file)) {
         unlink(paths->safety, nullptr, nullptr);
     }
     passes->safetyNames.take(baseName(paths->safety).cStr());
