@@ -57,6 +57,20 @@ TEST_F(WindowsContract, WhatIsNoFileCannotBeOpened) {
     EXPECT_FALSE(platform::canOpenForReading(tree.text("dir").c_str()));
 }
 
+TEST_F(WindowsContract, WhatAnotherProgramKeepsToItselfStaysAsItIs) {
+    tree.put("source", "new");
+    tree.put("kept", "old");
+    const WideText kept = tree.wide("kept");
+    const HANDLE other = CreateFileW(kept.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    ASSERT_NE(other, INVALID_HANDLE_VALUE);
+    EXPECT_FAILS(32, CopyFileW(tree.wide("source").c_str(), kept.c_str(), FALSE));
+    EXPECT_FAILS(32, DeleteFileW(kept.c_str()));
+    EXPECT_FAILS(32, open("kept", "w"));
+    EXPECT_FALSE(platform::canOpenForReading(tree.text("kept").c_str()));
+    EXPECT_TRUE(CloseHandle(other));
+    EXPECT_EQ(tree.get("kept"), "old");
+}
+
 TEST_F(WindowsContract, PathsAreNeverShortened) {
     const WideText tooLong = tree.wide(std::string(5000, 'n'));
     EXPECT_FALSE(CreateDirectoryW(tooLong.c_str(), nullptr));

@@ -11,9 +11,12 @@ namespace ovpatch::test {
 inline constexpr bool REPLACES_AS_A_WHOLE = false;
 // What removing the directory with an empty name leaves. The program never asks for it.
 inline constexpr DWORD EMPTY_REMOVAL_NUMBER = ERROR_INVALID_NAME;
+// A search for everything yields `.` and `..` too, and so finds something in an empty directory.
+inline constexpr bool LISTS_DOTS = true;
 #else
 inline constexpr bool REPLACES_AS_A_WHOLE = true;
 inline constexpr DWORD EMPTY_REMOVAL_NUMBER = ERROR_PATH_NOT_FOUND;
+inline constexpr bool LISTS_DOTS = false;
 #endif
 
 }  // namespace ovpatch::test
