@@ -30,10 +30,10 @@ namespace platform {
 // Opens a file named in device text (8-bit, default code page). `mode` is the C library's ("r", "wb", "at",
 // ...). Null on failure, with the device's number in GetLastError: also for a directory or anything else that
 // is no regular file (5), a read-only file opened for writing (5), an unknown mode (87), and a path that
-// holds a wildcard (123) or does not fit. The caller ends it with fclose. A file opened for writing from the
-// start ("w") is replaced as a whole when the stream is closed: until then the name shows the old file, and
-// after a failed write fclose answers EOF and the old file stays. fflush brings the text to the file only on
-// the other streams.
+// holds a wildcard (123) or does not fit. The caller ends it with fclose. On a POSIX host a file opened for
+// writing from the start ("w") is replaced as a whole when the stream is closed: until then the name shows
+// the old file, and after a failed write fclose answers EOF and the old file stays. fflush brings the text to
+// the file only on the other streams. On Windows, as on the device, such a file is emptied when it is opened.
 std::FILE* fopen(const char* path, const char* mode);
 
 // Whether fopen(path, "rb") would succeed, at less cost. GetLastError says nothing about the answer.
