@@ -42,20 +42,21 @@ TEST(RollbackFiles, GoBackByOneUpdate) {
 TEST(RollbackFiles, ThatChangedInBetween) {
     struct Case {
         const char* what;
-        Lines removed;
+        Lines removed, directories;
         Tree written;
         Tree after;  // of a good run, where that differs from the files as they were before the update
     };
     const std::string a0 = installed("a0"), w0 = installed("w0"), w1 = installed("w1"), w2 = installed("w2");
     const std::vector<Case> cases = {
-        {"nothing", {}, {}, {}},
-        {"other content", {}, {{a0, "mine"}, {w1, "mine"}, {"dst\\b", "b"}}, {{"dst\\b", "b"}}},
-        {"gone files", {a0, w0}, {}, {}},
-        {"gone directories", {"dst\\i0"}, {}, {}},
-        {"a gone copy", {kBackups + "backup.000"}, {}, {{w0, "new " + w0}}},
-        {"gone copies", {kBackups}, {}, {{w0, "new " + w0}, {w1, "new " + w1}, {w2, "new " + w2}}},
-        {"stray copies", {}, {{kBackups + "backup.003", "s"}, {kBackups + "backup.005", "s"}}, {}},
-        {"empty files", {}, {{w0, ""}, {a0, ""}, {kBackups + "backup.002", ""}}, {{w2, ""}}},
+        {"nothing", {}, {}, {}, {}},
+        {"other content", {}, {}, {{a0, "mine"}, {w1, "mine"}, {"dst\\b", "b"}}, {{"dst\\b", "b"}}},
+        {"gone files", {a0, w0}, {}, {}, {}},
+        {"gone directories", {"dst\\i0"}, {}, {}, {}},
+        {"a gone copy", {kBackups + "backup.000"}, {}, {}, {{w0, "new " + w0}}},
+        {"gone copies", {kBackups}, {}, {}, {{w0, "new " + w0}, {w1, "new " + w1}, {w2, "new " + w2}}},
+        {"directories in their place", {a0, w1}, {a0, w1}, {}, {{w1 + "\\backup.001", "old " + w1}}},
+        {"stray copies", {}, {}, {{kBackups + "backup.003", "s"}, {kBackups + "backup.005", "s"}}, {}},
+        {"empty files", {}, {}, {{w0, ""}, {a0, ""}, {kBackups + "backup.002", ""}}, {{w2, ""}}},
     };
     for (const Case& one : cases) {
         for (const int generation : {0, 1}) {
@@ -65,6 +66,8 @@ TEST(RollbackFiles, ThatChangedInBetween) {
                 install(device, oneItem(generation), {2}, {3});
                 for (const std::string& path : one.removed)
                     device.remove(path);
+                for (const std::string& path : one.directories)
+                    device.directory(path);
                 for (const auto& [path, content] : one.written)
                     device.file(path, content);
                 const std::string check = generation == 0 ? "CheckFile" : "CheckFileEx";
@@ -74,6 +77,8 @@ TEST(RollbackFiles, ThatChangedInBetween) {
                 Tree files = {{w0, "old " + w0}, {w1, "old " + w1}, {w2, "old " + w2}};
                 for (const auto& [path, content] : one.after)
                     files[path] = content;
+                for (const std::string& path : one.directories)
+                    files.erase(path);
                 if (stopped) continue;
                 EXPECT_EQ(text(files), text(inPlace(seen.tree)));
             }

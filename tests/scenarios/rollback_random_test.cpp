@@ -6,7 +6,7 @@
 namespace ovpatch::scenarios {
 namespace {
 
-constexpr unsigned kRounds = 40;
+constexpr unsigned kRounds = 25;
 
 class Draw {
 public:
