@@ -35,7 +35,7 @@ echo "== Wine"
 trap 'scripts/wine.sh --server -k >/dev/null 2>&1 || true' EXIT
 mkdir -p build/wine/locale
 quietly localedef -i ja_JP -f UTF-8 build/wine/locale/ja_JP.UTF-8
-quietly scripts/wine.sh --server -p
+scripts/wine.sh --server -p >"$log" 2>&1 || true  # one may be there already
 quietly scripts/wine.sh wineboot -i
 
 echo "== Build: OvPatch.exe, agents and unit tests"
