@@ -5,10 +5,10 @@
 #   scripts/wine.sh --server OPTION       the server of that directory: -p keeps it alive, -k ends it
 set -euo pipefail
 export WINEPREFIX=${WINEPREFIX:-$(cd "$(dirname "$0")/.." && pwd)/build/wine}
-export WINEDEBUG=-all WINEDLLOVERRIDES='mscoree,mshtml=;winemenubuilder.exe=d' LC_ALL=C.UTF-8
+environment=(WINEDEBUG=-all 'WINEDLLOVERRIDES=mscoree,mshtml=;winemenubuilder.exe=d' LC_ALL=C.UTF-8)
 unset DISPLAY WAYLAND_DISPLAY
 # Wine takes the default code page from the locale; the variable is the one that tells it on a POSIX host.
-if [ "${OVPATCH_ANSI_CODE_PAGE:-}" = 932 ]; then export LOCPATH=$WINEPREFIX/locale LC_ALL=ja_JP.UTF-8; fi
+if [ "${OVPATCH_ANSI_CODE_PAGE:-}" = 932 ]; then environment+=("LOCPATH=$WINEPREFIX/locale" LC_ALL=ja_JP.UTF-8); fi
 
 # Debian keeps these two aside; its starter in the path warns on every run of the 32-bit Wine, which is not
 # needed.
@@ -24,4 +24,4 @@ program=/usr/lib/wine/$name
 # host refuses him as it refuses others.
 rights=()
 if [ "$(id -u)" -eq 0 ]; then rights=(setpriv --bounding-set=-dac_override,-dac_read_search); fi
-exec "${rights[@]}" "$program" "$@"
+exec env "${environment[@]}" "${rights[@]}" "$program" "$@"

@@ -37,14 +37,20 @@ TEST_F(WindowsContract, BytesAboveAsciiNameTheSameFileInEveryOperation) {
 
 // A name that no 8-bit text can hold must not lead to a file with a similar name.
 TEST_F(WindowsContract, CharactersThatTheCodePageLacksBecomeWhatNoPathMayHold) {
-    char bytes[16] = "";
-    const WideText lookAlikes = {L'a', 0x0101, 0x2215, 0x2216, 0xFF3C, 0x0921};
-    ASSERT_NE(
-        WideCharToMultiByte(CP_ACP, WC_COMPOSITECHECK, lookAlikes.c_str(), -1, bytes, 16, nullptr, nullptr),
-        0);
-    EXPECT_STREQ(bytes, "a?????");
-    EXPECT_FAILS(123, open(bytes, "w"));
-    EXPECT_FALSE(platform::canOpenForReading(tree.text(bytes).c_str()));
+    int lacking = 0;
+    for (const WCHAR unit : {L'\u0101', L'\u2215', L'\u2216', L'\uFF0F', L'\uFF3C', L'\u0921'}) {
+        const WCHAR name[] = {unit, 0};
+        char bytes[8] = "";
+        WCHAR back[8] = {};
+        ASSERT_NE(WideCharToMultiByte(CP_ACP, WC_COMPOSITECHECK, name, -1, bytes, 8, nullptr, nullptr), 0);
+        ASSERT_NE(MultiByteToWideChar(CP_ACP, MB_PRECOMPOSED, bytes, -1, back, 8), 0);
+        if (WideText(back) == name) continue;
+        ++lacking;
+        EXPECT_STREQ(bytes, "?") << static_cast<unsigned>(unit);
+        EXPECT_FAILS(123, open(bytes, "w"));
+        EXPECT_FALSE(platform::canOpenForReading(tree.text(bytes).c_str()));
+    }
+    EXPECT_GT(lacking, GetACP() == CP_UTF8 ? -1 : 0);
 }
 
 TEST_F(WindowsContract, WhatIsNoFileCannotBeOpened) {
