@@ -47,16 +47,30 @@ void closeDirectory(ByteString& path) {
     if (!endsWithSeparator(path.cStr()) && isDirectory(path.cStr())) path.append("\\");
 }
 
-// Tries the plain copy of a file to a file name. A success says by itself that the source is no directory,
-// that the target is none and that the target's directory exists, which is all that there would be to ask
-// first. After a failure nothing has changed and the questions have to be asked.
-bool copyAtOnce(const ByteString& source, const ByteString& target) {
+// Whether two paths are those of a file and a file name, told alike by the device and by our code page.
+bool arePlain(const ByteString& source, const ByteString& target) {
     if (hasWildcard(source.cStr()) || endsWithSeparator(source.cStr())) return false;
     if (endsWithSeparator(target.cStr()) || !deviceSplitsAlike(target.cStr())) return false;
     // A parent that ends in a separator of its own is not what the device makes of it in every code page.
     ByteString parent = directoryPart(target.cStr());
-    if (removeTrailingSeparator(parent) && endsWithSeparator(parent.cStr())) return false;
-    return copyOnDevice(source.cStr(), target.cStr());
+    return !removeTrailingSeparator(parent) || !endsWithSeparator(parent.cStr());
+}
+
+// Tries the plain copy of a file to a file name. A success says by itself that the source is no directory,
+// that the target is none and that the target's directory exists, which is all that there would be to ask
+// first. After a failure nothing has changed and the questions have to be asked.
+bool copyAtOnce(const ByteString& source, const ByteString& target) {
+    return arePlain(source, target) && copyOnDevice(source.cStr(), target.cStr());
+}
+
+// The same for a move.
+bool moveAtOnce(const char* source, const char* target) {
+    const ByteString from = normalized(source);
+    const ByteString to = normalized(target);
+    if (from.length() == 0 || !arePlain(from, to) || !deviceSplitsAlike(from.cStr())) return false;
+    const WidePath wideFrom(from.cStr());
+    const WidePath wideTo(to.cStr());
+    return wideFrom.fits() && wideTo.fits() && platform::moveFileOver(wideFrom.text(), wideTo.text());
 }
 
 std::int32_t copyToFileName(const ByteString& source, const ByteString& target, const Copying& copying) {
@@ -168,12 +182,14 @@ std::int32_t xcopy(const char* source, const char* target, bool overwrite, FileO
 
 std::int32_t moveFiles(const char* source, const char* target, bool overwrite, FileOpCallback callback,
                        FileOpRecord* record) {
+    if (record == nullptr && overwrite && moveAtOnce(source, target)) return FILEOP_OK;
     const std::int32_t answer = copyFiles(source, target, overwrite, callback, record);
     return answer == FILEOP_OK ? unlink(source, callback, record) : answer;
 }
 
 std::int32_t moveTree(const char* source, const char* target, bool overwrite, FileOpCallback callback,
                       FileOpRecord* record) {
+    if (record == nullptr && overwrite && moveAtOnce(source, target)) return FILEOP_OK;
     const std::int32_t answer = xcopy(source, target, overwrite, callback, record);
     return answer == FILEOP_OK ? removeTree(source, callback, record) : answer;
 }

@@ -39,6 +39,17 @@ std::FILE* fopen(const char* path, const char* mode);
 // Whether fopen(path, "rb") would succeed, at less cost. GetLastError says nothing about the answer.
 bool canOpenForReading(const char* path);
 
+// Does in one step what CopyFileW of `source` over `target` and DeleteFileW of `source` would do, where that
+// leaves just the same behind; the target may be missing. False when the host has no such step or the files
+// are not fit for it: then nothing has changed, and the two operations have to be called.
+bool moveFileOver(LPCWSTR source, LPCWSTR target);
+
+// Gives a file a second name instead of copying it to a new file: for a file that CopyFileW is about to
+// replace as a whole, after which its old content stands under `newName` alone. False, with the device's
+// number in GetLastError, when the name exists (80), and when the host has no second names or the file is not
+// fit for one: then the file has to be copied. On Windows, where CopyFileW writes in place, it always is.
+bool giveSecondName(LPCWSTR file, LPCWSTR newName);
+
 }  // namespace platform
 
 #endif

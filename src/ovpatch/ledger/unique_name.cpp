@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "fileops/copy.h"
 #include "fileops/make_directory.h"
 #include "fileops/paths.h"
 #include "fileops/wide_path.h"
@@ -24,14 +25,16 @@ bool formName(const char* directory, std::uint32_t number, char* out, std::int32
     return boundedStrncat(out, suffix, static_cast<std::size_t>(size)) != nullptr;
 }
 
+DWORD lastError() {
+    const DWORD error = GetLastError();
+    return error != 0 ? error : ERROR_INVALID_HANDLE;
+}
+
 // The device's error number; 0 when the file was created.
 DWORD createNew(const WidePath& path) {
     const HANDLE file =
         CreateFileW(path.text(), 0, FILE_SHARE_READ, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE) {
-        const DWORD error = GetLastError();
-        return error != 0 ? error : ERROR_INVALID_HANDLE;
-    }
+    if (file == INVALID_HANDLE_VALUE) return lastError();
     CloseHandle(file);
     return 0;
 }
@@ -44,18 +47,36 @@ DWORD createIn(const char* directory, const WidePath& path) {
     return createNew(path);
 }
 
-std::int32_t createLowest(const char* directory, char* out, std::int32_t size, TakenNames* names) {
+DWORD copyToNew(const WidePath& file, const WidePath& name) {
+    return CopyFileW(file.text(), name.text(), TRUE) != FALSE ? 0 : lastError();
+}
+
+DWORD saveToNew(const WidePath& file, const WidePath& name, FileFate fate) {
+    if (fate == FileFate::UNKNOWN) return copyToNew(file, name);
+    if (platform::giveSecondName(file.text(), name.text())) return 0;
+    const DWORD error = lastError();
+    return error == ERROR_FILE_EXISTS ? error : copyToNew(file, name);
+}
+
+// Makes a file under the lowest free name by `make`, which answers the device's error number, 0 for success.
+template <typename Make>
+std::int32_t makeLowest(const char* directory, char* out, std::int32_t size, TakenNames* names, Make make) {
     for (std::uint32_t number = names->lowestFree(); number < TakenNames::COUNT;
          number = names->lowestFree()) {
         if (!formName(directory, number, out, size)) return 0;
         const WidePath path(out);
         if (!path.fits()) return 0;
-        const DWORD error = createIn(directory, path);
+        const DWORD error = make(path);
         if (error != 0 && error != ERROR_FILE_EXISTS) return 0;
         names->take(number);
         if (error == 0) return 1;
     }
     return 0;
+}
+
+std::int32_t createLowest(const char* directory, char* out, std::int32_t size, TakenNames* names) {
+    return makeLowest(directory, out, size, names,
+                      [directory](const WidePath& path) { return createIn(directory, path); });
 }
 
 }  // namespace
@@ -68,6 +89,17 @@ std::int32_t crtUniFile(const char* directory, char* out, std::int32_t size) {
 std::int32_t crtUniFile(const char* directory, char* out, std::int32_t size, TakenNames* names) {
     names->enter(directory);
     return createLowest(directory, out, size, names);
+}
+
+Saved saveUnderUniqueName(const char* file, FileFate fate, const char* directory, char* out,
+                          std::int32_t size, TakenNames* names) {
+    names->enter(directory);
+    const WidePath from(file);
+    const auto save = [&from, fate](const WidePath& name) { return saveToNew(from, name, fate); };
+    if (from.fits() && makeLowest(directory, out, size, names, save) != 0) return Saved::DONE;
+    // The directory is missing, or there is nothing to copy, or no room for it: step by step.
+    if (createLowest(directory, out, size, names) == 0) return Saved::NO_NAME;
+    return copyFiles(file, out, true, nullptr, nullptr) == 0 ? Saved::DONE : Saved::EMPTY;
 }
 
 void firstUniqueSuffix(char* suffix) {

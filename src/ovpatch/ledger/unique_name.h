@@ -18,6 +18,24 @@ std::int32_t crtUniFile(const char* directory, char* out, std::int32_t size);
 // truthful: it reports every name that it frees.
 std::int32_t crtUniFile(const char* directory, char* out, std::int32_t size, TakenNames* names);
 
+// What became of saveUnderUniqueName.
+enum class Saved {
+    NO_NAME,  // there is no name to be had, and nothing was made
+    DONE,     // the file's content stands under the name
+    EMPTY,    // an empty file stands under the name: the content could not be copied
+};
+
+// What the caller does next with the file that it saves.
+enum class FileFate {
+    REPLACED,  // CopyFileW puts another in its place at once
+    UNKNOWN,
+};
+
+// Saves `file` under the lowest free name in `directory`: as crtUniFile and a copy over the new file do,
+// without the empty file in between where the host can do that.
+Saved saveUnderUniqueName(const char* file, FileFate fate, const char* directory, char* out,
+                          std::int32_t size, TakenNames* names);
+
 // ".000" into a buffer of at least 5 bytes.
 void firstUniqueSuffix(char* suffix);
 

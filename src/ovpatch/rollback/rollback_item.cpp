@@ -84,14 +84,15 @@ void dropSafetyCopy(const Passes& passes, const char* safety) {
 // Saves what stands at the file's path. Whether there was anything to save is not looked at.
 bool saveState(Passes* passes, FilePaths* paths) {
     const ItemCopyContext& context = *passes->context;
-    if (crtUniFile(passes->backupDirectory, paths->safety, PATH_SIZE, context.takenNames) == 0) {
+    const Saved outcome = saveUnderUniqueName(paths->file, FileFate::UNKNOWN, passes->backupDirectory,
+                                              paths->safety, PATH_SIZE, context.takenNames);
+    if (outcome == Saved::NO_NAME) {
         UPDATER_ERROR(6, "rollbackItem: crtUniFile failed.");
         return false;
     }
     // What is gone, or no file, leaves an empty safety copy. A file that is there but could not be saved
     // leaves none, or an undo would empty it; the name stays taken.
-    if (copyFiles(paths->file, paths->safety, true, nullptr, nullptr) != 0 && pathExists(paths->file) &&
-        !isDirectory(paths->file)) {
+    if (outcome == Saved::EMPTY && pathExists(paths->file) && !isDirectory(paths->file)) {
         unlink(paths->safety, nullptr, nullptr);
     }
     passes->safetyNames.take(baseName(paths->safety).cStr());

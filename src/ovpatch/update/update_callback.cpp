@@ -147,14 +147,16 @@ std::int32_t noteWritten(const ItemCopyContext& context, const char* targetPath,
 std::int32_t saveOverwritten(const char* targetPath, const ItemCopyContext& context) {
     char directory[PATH_SIZE];
     char saved[PATH_SIZE];
+    Saved outcome = Saved::NO_NAME;
     if (itemBackupDir(context.backupItem->destination, context.itemClass, context.itemType, directory,
-                      sizeof directory) == 0 ||
-        crtUniFile(directory, saved, sizeof saved, context.takenNames) == 0) {
-        return fail("crtUniFile failed.");
+                      sizeof directory) != 0) {
+        outcome = saveUnderUniqueName(targetPath, FileFate::REPLACED, directory, saved, sizeof saved,
+                                      context.takenNames);
     }
+    if (outcome == Saved::NO_NAME) return fail("crtUniFile failed.");
     // The update goes on without a copy that could not be made. But what is left of it must go, or an undo
     // would put it in the place of the file; its name stays taken.
-    if (copyFiles(targetPath, saved, true, nullptr, nullptr) != 0) unlink(saved, nullptr, nullptr);
+    if (outcome == Saved::EMPTY) unlink(saved, nullptr, nullptr);
     return noteWritten(context, targetPath, saved);
 }
 

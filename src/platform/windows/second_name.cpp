@@ -1,0 +1,12 @@
+// The steps that spare a copy: none here. CopyFileW writes in place, so that a second name would see the new
+// content, and a device has neither.
+#include "platform/platform.h"
+
+bool platform::moveFileOver(LPCWSTR, LPCWSTR) {
+    return false;
+}
+
+bool platform::giveSecondName(LPCWSTR, LPCWSTR) {
+    SetLastError(ERROR_NOT_SUPPORTED);
+    return false;
+}
