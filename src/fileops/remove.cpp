@@ -59,10 +59,11 @@ bool removeFromDevice(const char* path, bool directory) {
     return (directory ? RemoveDirectoryW(wide.text()) : DeleteFileW(wide.text())) != FALSE;
 }
 
-// Tries the plain removal of a file. A success says by itself that the name exists and is no directory; after a
-// failure nothing has changed and the questions have to be asked.
+// Tries the plain removal of a file. A success says by itself that the name exists and is no directory; after
+// a failure nothing has changed and the questions have to be asked.
 bool removeAtOnce(const ByteString& path, const Removal& removal) {
-    if (removal.record != nullptr || !isPlainName(path) || !removeFromDevice(path.cStr(), false)) return false;
+    if (removal.record != nullptr || !isPlainName(path) || !removeFromDevice(path.cStr(), false))
+        return false;
     if (removal.index != nullptr) removal.index->forget(path.cStr());
     return true;
 }
@@ -103,7 +104,10 @@ std::int32_t removeListed(const ByteString& path, bool withTrees, const Removal&
 
 // Removes a directory, given without a separator at its end, and everything below it.
 std::int32_t removeDirectoryTree(const ByteString& directory, const Removal& removal) {
-    // An empty directory goes at once; so does a link to a directory, whose target must not be emptied.
+    // What a link leads to must not be emptied.
+    const WidePath wide(directory.cStr());
+    if (wide.fits() && platform::isLink(wide.text())) return removeObject(directory.cStr(), true, removal);
+    // An empty directory goes at once.
     if (!removal.isAsked() && removeObject(directory.cStr(), true, removal) == FILEOP_OK) return FILEOP_OK;
     // Behind half a character, in our code page, the separator would be none.
     const ByteString closed = directory + "\\";
@@ -116,7 +120,9 @@ std::int32_t removeDirectoryTree(const ByteString& directory, const Removal& rem
 // removeTree on a path with normal slashes.
 std::int32_t removeTreeOf(const ByteString& path, const Removal& removal) {
     ByteString bare(path);
-    const bool wasClosed = removeTrailingSeparator(bare);
+    bool wasClosed = false;
+    while (removeTrailingSeparator(bare))
+        wasClosed = true;
     if (!wasClosed && removeAtOnce(bare, removal)) return FILEOP_OK;
     const Kind kind = kindOf(bare);
     if (kind == Kind::DIRECTORY) return removeDirectoryTree(bare, removal);

@@ -39,6 +39,9 @@ std::FILE* fopen(const char* path, const char* mode);
 // Whether fopen(path, "rb") would succeed, at less cost. GetLastError says nothing about the answer.
 bool canOpenForReading(const char* path);
 
+// Whether the name is a link to something else rather than the thing itself. A removal takes the link.
+bool isLink(LPCWSTR path);
+
 // Does in one step what CopyFileW of `source` over `target` and DeleteFileW of `source` would do, where that
 // leaves just the same behind; the target may be missing. False when the host has no such step or the files
 // are not fit for it: then nothing has changed, and the two operations have to be called.

@@ -9,6 +9,7 @@
 #include "fileops/make_directory.h"
 #include "fileops/name_index.h"
 #include "fileops/remove.h"
+#include "tests/fileops/call_recorder.h"
 #include "tests/fileops/listed.h"
 #include "tests/fileops/temp_tree.h"
 
@@ -72,10 +73,24 @@ TEST(Removal, TakesALinkAndLeavesWhatItPointsTo) {
     link("d/none", "missing");
     link("one", "kept");
     link("two", "kept");
-    for (const char* name : {"\\d", "\\one\\"})
+    link("three", "kept");
+    link("four", "kept");
+    for (const char* name : {"\\d", "\\one\\", "\\three\\\\"})
         EXPECT_EQ(removeTree(tree.path(name).c_str(), nullptr, nullptr), 0);
     EXPECT_EQ(unlink(tree.path("\\two").c_str(), nullptr, nullptr), 0);
+    test::CallRecorder recorder(tree);
+    EXPECT_EQ(removeTree(tree.path("\\four").c_str(), test::CallRecorder::callback, &recorder.record), 0);
+    EXPECT_EQ(recorder.calls, "r0 \\four r1 \\four ");
     EXPECT_EQ(tree.all(), "kept/ kept/x=kept/x ");
+}
+
+// The directory goes first, so that the link beside it leads nowhere when its turn comes.
+TEST(Removal, TakesALinkWhoseDirectoryHasGone) {
+    test::TempTree tree;
+    tree.make("d/a/");
+    std::filesystem::create_symlink(tree.root() / "d/a", tree.root() / "d/b");
+    EXPECT_EQ(unlink(tree.path("\\d\\*").c_str(), nullptr, nullptr), 0);
+    EXPECT_EQ(tree.all(), "d/ ");
 }
 
 TEST(Removal, StopsAtAReadOnlyFile) {

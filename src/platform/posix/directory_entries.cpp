@@ -3,6 +3,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -61,6 +62,8 @@ bool DirectoryEntries::add(const char* name, bool isDirectory) {
 bool DirectoryEntries::read(const char* hostDirectory) {
     DIR* directory = opendir(hostDirectory);
     if (directory == nullptr) return errno == ENOENT ? fail(ERROR_PATH_NOT_FOUND) : failFromErrno();
+    // Where entries may be listed but not looked at, none is known to be a directory.
+    const bool searchable = faccessat(dirfd(directory), ".", X_OK, AT_EACCESS) == 0;
     bool complete = false;
     for (;;) {
         errno = 0;
@@ -70,7 +73,7 @@ bool DirectoryEntries::read(const char* hostDirectory) {
             break;
         }
         if (isDots(entry->d_name)) continue;
-        if (!add(entry->d_name, tellsDirectory(dirfd(directory), *entry))) break;
+        if (!add(entry->d_name, searchable && tellsDirectory(dirfd(directory), *entry))) break;
     }
     closedir(directory);
     // strcmp takes bytes as unsigned.

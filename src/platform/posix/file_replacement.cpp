@@ -16,16 +16,6 @@ namespace {
 
 constexpr mode_t PERMISSIONS = S_IRWXU | S_IRWXG | S_IRWXO;
 
-// Cannot be read without being set, so it is read once.
-mode_t processUmask() {
-    static const mode_t mask = [] {
-        const mode_t current = umask(S_IRWXG | S_IRWXO);
-        umask(current);
-        return current;
-    }();
-    return mask;
-}
-
 bool isOwnedByThisProcess(const struct stat& status) {
     static const uid_t user = geteuid();
     static const gid_t group = getegid();
@@ -71,8 +61,13 @@ bool FileReplacement::create(int access, mode_t permissions, bool exactPermissio
     // Only a privileged process can give a file away; for any other the new file is its own.
     if (exists_ && !isOwnedByThisProcess(status_) && fchown(descriptor_, status_.st_uid, status_.st_gid) != 0)
         errno = 0;
-    const bool masked = (permissions & PERMISSIONS & processUmask()) != 0;
-    if (!exactPermissions || !masked || fchmod(descriptor_, permissions & PERMISSIONS) == 0) return true;
+    // The umask is the agent's to change, and a directory may have rules of its own.
+    struct stat made;
+    if (!exactPermissions) return true;
+    if (fstat(descriptor_, &made) == 0 && (((made.st_mode ^ permissions) & PERMISSIONS) == 0 ||
+                                           fchmod(descriptor_, permissions & PERMISSIONS) == 0)) {
+        return true;
+    }
     failFromErrno();
     abandon();
     return false;

@@ -87,7 +87,8 @@ ssize_t readStream(void* cookie, char* bytes, std::size_t size) {
         count = read(stream->descriptor, bytes, size);
     } while (count < 0 && errno == EINTR);
     if (count < 0) failFromErrno();
-    stream->atEnd = count >= 0 && static_cast<std::size_t>(count) < size;
+    // A short answer need not be the last: some file systems give what they have.
+    stream->atEnd = count == 0;
     return count;
 }
 

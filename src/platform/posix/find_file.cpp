@@ -34,27 +34,29 @@ bool readEntries(LPCWSTR query, DirectoryEntries* entries) {
     return entries->add(pattern, S_ISDIR(status.st_mode));
 }
 
-// No host name is longer than 255 bytes; the test is for file systems that know no limit.
-bool storeName(const char* name, WCHAR (&units)[MAX_PATH]) {
+// A name that does not fit, which some file systems have, is listed with a wildcard for its end: like this
+// every operation refuses it, and it is not passed over.
+void storeName(const char* name, WCHAR (&units)[MAX_PATH]) {
     std::size_t count = 0;
     std::size_t left = std::strlen(name);
     for (std::size_t used = 0; left > 0; name += used, left -= used) {
-        if (count + 1 >= MAX_PATH) return fail(ERROR_FILENAME_EXCED_RANGE);
+        if (count + 1 >= MAX_PATH) {
+            units[count - 1] = '?';
+            break;
+        }
         const WCHAR unit = decodeUnit(name, left, &used);
         // Joined to a directory this byte would be a separator, and the path that of another file.
         units[count++] = unit == '\\' ? WCHAR{'?'} : unit;
     }
     units[count] = 0;
-    return true;
 }
 
-bool takeNext(SearchObject* search, WIN32_FIND_DATAW* entry) {
+void takeNext(SearchObject* search, WIN32_FIND_DATAW* entry) {
     const std::size_t index = search->next;
-    if (!storeName(search->entries.name(index), entry->cFileName)) return false;
+    storeName(search->entries.name(index), entry->cFileName);
     entry->dwFileAttributes =
         search->entries.isDirectory(index) ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_NORMAL;
     ++search->next;
-    return true;
 }
 
 SearchObject* searchOf(HANDLE handle) {
@@ -75,17 +77,20 @@ HANDLE FindFirstFileW(LPCWSTR query, LPWIN32_FIND_DATAW entry) {
     }
     bool found = readEntries(query, &search->entries);
     if (found && search->entries.count() == 0) found = fail(ERROR_FILE_NOT_FOUND);
-    if (found) found = takeNext(search, entry);
-    if (found) return search;
-    delete search;
-    return INVALID_HANDLE_VALUE;
+    if (!found) {
+        delete search;
+        return INVALID_HANDLE_VALUE;
+    }
+    takeNext(search, entry);
+    return search;
 }
 
 BOOL FindNextFileW(HANDLE handle, LPWIN32_FIND_DATAW entry) {
     SearchObject* search = searchOf(handle);
     if (search == nullptr) return FALSE;
     if (search->next == search->entries.count()) return fail(ERROR_NO_MORE_FILES);
-    return takeNext(search, entry) ? TRUE : FALSE;
+    takeNext(search, entry);
+    return TRUE;
 }
 
 BOOL FindClose(HANDLE handle) {

@@ -46,6 +46,14 @@ bool dropSecondName(const char* source, const char* target) {
 
 }  // namespace
 
+bool platform::isLink(LPCWSTR devicePath) {
+    HostPath path;
+    struct stat status;
+    if (!path.assign(devicePath)) return false;
+    path.stripTrailingSeparators();
+    return lstat(path.cStr(), &status) == 0 && S_ISLNK(status.st_mode);
+}
+
 bool platform::moveFileOver(LPCWSTR devicePath, LPCWSTR deviceTarget) {
     HostPath source;
     HostPath target;

@@ -2,6 +2,11 @@
 // content, and a device has neither.
 #include "platform/platform.h"
 
+bool platform::isLink(LPCWSTR path) {
+    const DWORD attributes = GetFileAttributesW(path);
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+}
+
 bool platform::moveFileOver(LPCWSTR, LPCWSTR) {
     return false;
 }
