@@ -20,8 +20,8 @@ public:
     // without regard to ASCII case. `path` holds no wildcard and no "/", and does not end in a separator.
     bool canMatch(const char* path);
 
-    // Whether the directory of `path` is the one in memory and has no such entry: then there is nothing to ask
-    // the device. False says nothing.
+    // Whether the directory of `path` is the one in memory and has no such entry: then there is nothing to
+    // ask the device. False says nothing.
     bool knowsMissing(const char* path) const;
 
     // Takes the entry of exactly that path out, after its removal. Nothing happens when it is not known.
