@@ -22,6 +22,8 @@ if(OVPATCH_SANITIZE)
   # Without type information in the program there is nothing for the vptr check to look at.
   add_compile_options(-fsanitize=address,undefined -fno-sanitize=vptr -fno-sanitize-recover=all
                       -fno-omit-frame-pointer)
+  # The checks make the compiler see uninitialised values inside the standard library where there are none.
+  add_compile_options(-Wno-maybe-uninitialized)
   add_link_options(-fsanitize=address,undefined)
 endif()
 

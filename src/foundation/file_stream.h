@@ -36,7 +36,7 @@ public:
 
     // Closes what is open and opens `fileName` (device text). A `mode` whose bits, without MODE_ATE, mean
     // nothing together, and a file that cannot be opened, leave the state STATE_FAIL; success leaves 0. When
-    // MODE_ATE cannot be had, the file is closed again.
+    // MODE_ATE cannot be had, the file is closed again and the state stays 0.
     void open(const char* fileName, std::uint32_t mode);
     // Closes an open file; the state becomes STATE_FAIL when that fails. The stream has no file afterwards.
     void close();

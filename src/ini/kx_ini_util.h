@@ -12,15 +12,16 @@ namespace ovpatch {
 
 // One INI file: sections of key lines, in file order, and all the loose text (comments, blank lines, lines
 // that are neither header nor key line) that stands before them. Loading and saving keeps everything but the
-// white space around lines, names and "=" signs.
+// white space around lines, names and "=" signs, and the header of a section without a name.
 //
 // Keys above the first header belong to the head section, which always exists and is reached with a null
 // section name, and only with that. Queries are trimmed (see trimWhitespace) before they are compared, and
 // fold ASCII letters unless the document tells case apart. A key that stands in a section several times, and
 // a section that stands in the document several times, is found where it stands first.
 //
-// All names and values are zero-terminated 8-bit text, stored as handed in. When memory runs out the process
-// ends (see outOfMemory).
+// All names and values are zero-terminated 8-bit text. Keys and values are stored as handed in, so that a key
+// with blanks at its ends is not found before the file is read again; the name of a new section is trimmed.
+// When memory runs out the process ends (see outOfMemory).
 class KxIniUtil {
 public:
     // Reads `fileName`. A file that cannot be opened gives an empty document, which nothing tells but its

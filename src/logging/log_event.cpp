@@ -7,8 +7,12 @@ namespace ovpatch {
 namespace {
 
 void handToAll(const LogHub& hub, LogEvent* event) {
-    for (LogHub::Iterator at = hub.begin(); at != hub.end(); ++at)
-        (*at)->handle(event);
+    for (LogHub::Iterator at = hub.begin(); at != hub.end();) {
+        LogListener* const listener = *at;
+        // Before the call, in which a listener may detach itself.
+        ++at;
+        listener->handle(event);
+    }
 }
 
 }  // namespace

@@ -20,7 +20,8 @@ bool checkLogSize(const char* fileName);
 // Appends the head of an HTML log.
 void writeHtmlHead(const char* fileName);
 
-// Breaks lines of more than 75 bytes, in front of a word where it has 15 bytes or fewer.
+// Breaks lines of more than 75 bytes; where that would cut a word of 15 bytes or fewer, in front of the byte
+// before the word, which leads the next line.
 void wrapLogText(ByteString& text);
 
 // Makes `text` fit for HTML: `&`, `<` and `>` escaped, line feeds, tabs and runs of blanks kept visible. A

@@ -27,7 +27,7 @@ class LogHub {
     };
 
 public:
-    // A place in the list. Two are equal when they stand on the same listener.
+    // A place in the list. Two are equal when they stand on the same place of the same list.
     class Iterator {
     public:
         explicit Iterator(const Node* node) : node_(node) {}

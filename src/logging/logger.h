@@ -11,7 +11,8 @@ namespace ovpatch {
 class Logger {
 public:
     // Reads `ovcfg.ini` in `baseDirectory`: the log's settings, the code page and the extract limit of the
-    // session. A missing file or key means the default.
+    // session. A missing file or key means the default; without a `code_page` that begins with
+    // a digit the code page stays as it is.
     explicit Logger(const char* baseDirectory);
     ~Logger();
     Logger(const Logger&) = delete;

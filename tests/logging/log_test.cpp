@@ -30,6 +30,30 @@ private:
 
 using Records = std::vector<std::string>;
 
+// Detaches itself on its first record.
+class OneTimeListener : public LogListener {
+public:
+    std::int32_t handle(LogEvent*) override {
+        ++calls;
+        detachInfoListener(this);
+        return 0;
+    }
+    int calls = 0;
+};
+
+TEST(Log, AListenerMayDetachItselfInACall) {
+    Records records;
+    Recorder behind("b", records);
+    OneTimeListener once;
+    attachInfoListener(&behind);
+    attachInfoListener(&once);
+    OVPATCH_LOG_INFO("kxovupdater", 6, "first");
+    OVPATCH_LOG_INFO("kxovupdater", 6, "second");
+    detachInfoListener(&behind);
+    EXPECT_EQ(once.calls, 1);
+    EXPECT_EQ(records, (Records{"b4 6 first", "b4 6 second"}));
+}
+
 TEST(Log, RecordsTakeTheRoadThatTheFlagNames) {
     Records records;
     Recorder info("i", records);
