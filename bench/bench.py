@@ -9,7 +9,7 @@ alternation, each on a fresh destination:
   rollback  OvPatch, action 1              beside  rsync -a BACKUP/ DST/ (which saves nothing before it restores)
 
 and prints the median time per file, the system calls per file and the peak memory; OvPatch with a quiet log
-(Level=10) and with the default one. Usage: bench/bench.py [--program P] [--sizes 1000,5000] [--rounds 5]
+(Level=10) and with the default one. Usage: bench/bench.py [--program P] [--sizes 1000,5000] [--rounds 3]
 [--bytes 4096] [--place DIR] [--no-strace]
 """
 
@@ -69,9 +69,13 @@ class Place:
         os.utime(path, (mtime, mtime))
 
     def fresh(self):
+        """What the last run left is put aside and deleted at the end only: a file system that has just freed many
+        files can take long to make new ones, which would be told against whoever comes next."""
         for path in (self.target, self.saved, os.path.join(self.root, "base", "OV_Log")):
-            shutil.rmtree(path, ignore_errors=True)
+            if os.path.exists(path):
+                os.rename(path, tempfile.mkdtemp(dir=self.root, prefix="used."))
         shutil.copytree(self.pristine, self.target)
+        os.sync()
 
     def order(self, action, quiet):
         with open(os.path.join(self.root, "base", "OV_Temp", "OvPatch.ini"), "w") as file:
@@ -173,7 +177,7 @@ def main():
     here = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
     parser.add_argument("--program", default=os.path.join(here, "build", "release", "OvPatch"))
     parser.add_argument("--sizes", default="1000,5000,10000,20000,40000")
-    parser.add_argument("--rounds", type=int, default=5)
+    parser.add_argument("--rounds", type=int, default=3)
     parser.add_argument("--bytes", type=int, default=4096)
     parser.add_argument("--place", help="where to work; a directory on the file system to be measured")
     parser.add_argument("--no-strace", action="store_true")

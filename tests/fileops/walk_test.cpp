@@ -1,6 +1,7 @@
 // Copying, removing and making directories: outcomes, answers and the calls that a callback sees.
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <map>
 #include <string>
 #include <vector>
@@ -30,6 +31,11 @@ struct CopyCase {
 
 // The source tree is s/ with a, b/c and an empty e/; beside it stand the file f and the directory t/ with x.
 constexpr const char* SOURCE_TREE = "f=f s/ s/a=s/a s/b/ s/b/c=s/b/c s/e/ ";
+
+// By this the cases are named.
+void PrintTo(const CopyCase& copy, std::ostream* out) {
+    *out << copy.what;
+}
 
 class Copying : public testing::TestWithParam<CopyCase> {};
 
@@ -164,6 +170,11 @@ struct RemoveCase {
 };
 
 const char* const WHOLE = "d/ d/a=d/a d/ab=d/ab d/e/ d/s/ d/s/x=d/s/x ";
+
+void PrintTo(const RemoveCase& removal, std::ostream* out) {
+    for (const char* byte = removal.path; *byte != '\0'; ++byte)
+        *out << (std::isalnum(static_cast<unsigned char>(*byte)) != 0 ? *byte : '-');
+}
 
 class Removing : public testing::TestWithParam<RemoveCase> {};
 
