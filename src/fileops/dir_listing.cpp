@@ -18,7 +18,7 @@ DirListing::DirListing(const char* path) {
 ByteString DirListing::nextPath() {
     if (!hasNext()) return ByteString();
     lastIsDirectory_ = names_.isDirectory(cursor_);
-    const ByteString path = directory_ + names_.name(cursor_);
+    ByteString path = directory_ + names_.name(cursor_);
     cursor_ = names_.next(cursor_);
     return path;
 }

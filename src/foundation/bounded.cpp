@@ -22,11 +22,8 @@ char* leaveEmpty(char* destination, std::size_t size) {
 }  // namespace
 
 char* boundedStrncpy(char* destination, const char* source, std::size_t size) {
-    const std::size_t length = std::strlen(source);
-    if (length >= size) return leaveEmpty(destination, size);
-    std::memcpy(destination, source, length);
-    std::memset(destination + length, 0, size - length);
-    return destination;
+    if (std::strlen(source) >= size) return leaveEmpty(destination, size);
+    return std::strncpy(destination, source, size);
 }
 
 char* boundedStrncat(char* destination, const char* source, std::size_t size) {

@@ -84,7 +84,7 @@ ByteString::~ByteString() {
 }
 
 ByteString& ByteString::operator=(const ByteString& other) {
-    assign(other);
+    if (this != &other) assign(other);
     return *this;
 }
 

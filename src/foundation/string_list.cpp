@@ -1,7 +1,6 @@
 #include "foundation/string_list.h"
 
-#include <cstdlib>
-#include <cstring>
+#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -51,7 +50,7 @@ void StringList::clear(bool destroyItems) {
         for (std::uint32_t i = 0; i < count_; ++i)
             delete strings_[i];
     }
-    std::free(strings_);
+    delete[] strings_;
     strings_ = nullptr;
     count_ = 0;
 }
@@ -59,10 +58,10 @@ void StringList::clear(bool destroyItems) {
 void StringList::resize(std::uint32_t newCapacity) {
     if (newCapacity < count_) return;
     const std::uint32_t slotCount = newCapacity == 0 ? 1 : newCapacity;
-    ByteString** const slots = static_cast<ByteString**>(std::calloc(slotCount, sizeof(ByteString*)));
+    ByteString** const slots = new (std::nothrow) ByteString*[slotCount]();
     if (slots == nullptr) return;
     const std::uint32_t kept = count_;
-    if (strings_ != nullptr) std::memcpy(slots, strings_, kept * sizeof(ByteString*));
+    if (strings_ != nullptr) std::copy_n(strings_, kept, slots);
     clear(false);
     strings_ = slots;
     capacity_ = newCapacity;

@@ -9,7 +9,7 @@ namespace {
 constexpr std::string_view trimmedBytes = " \t\n\f\r";
 
 int folded(char c, bool caseSensitive) {
-    const int byte = static_cast<signed char>(c);
+    const int byte = c & 0x80 ? (c & 0xFF) - 0x100 : c;
     return !caseSensitive && c >= 'A' && c <= 'Z' ? byte + 0x20 : byte;
 }
 

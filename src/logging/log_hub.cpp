@@ -10,8 +10,11 @@ LogHub errorHub;
 LogHub::LogHub() : head_{nullptr, &tail_, nullptr, 0}, tail_{&head_, nullptr, nullptr, 0} {}
 
 LogHub::~LogHub() {
-    while (head_.next != &tail_)
-        unlinkNode(head_.next);
+    for (Node* node = head_.next; node != &tail_;) {
+        const Node* const gone = node;
+        node = node->next;
+        delete gone;
+    }
 }
 
 void LogHub::insertFront(LogListener* listener, std::int32_t lowestLevel) {

@@ -120,15 +120,12 @@ bool noteUndo(const Passes& passes, const FilePaths& paths) {
     const ByteString name = baseName(paths.safety);
     const std::size_t size = name.length() + std::strlen(paths.file) + 3;
     auto* entry = static_cast<char*>(std::malloc(size));
-    const char* fault = nullptr;
-    if (entry == nullptr) {
-        fault = "malloc";
-    } else if (boundedSnprintf(entry, size, "%s, %s", name.cStr(), paths.file) == 0) {
-        fault = "snprintf";
-    } else if (!appendWritten(passes.context->backupItem, entry)) {
-        fault = "malloc";
+    const char* fault = "malloc";
+    if (entry != nullptr) {
+        const bool fits = boundedSnprintf(entry, size, "%s, %s", name.cStr(), paths.file) != 0;
+        if (fits && appendWritten(passes.context->backupItem, entry)) return true;
+        if (!fits) fault = "snprintf";
     }
-    if (fault == nullptr) return true;
     UPDATER_ERROR(6, "rollbackItem: %s failed.", fault);
     std::free(entry);
     dropSafetyCopy(passes, paths.safety);

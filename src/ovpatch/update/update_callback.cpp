@@ -167,7 +167,6 @@ std::int32_t keepLedger(const FileOpRecord& record, const ItemCopyContext& conte
     if (record.operation == FILEOP_COPY_OVERWRITE && record.phase == BEFORE) {
         return saveOverwritten(record.targetPath, context);
     }
-    // Directories that the copy makes are in no ledger.
     return GO_ON;
 }
 
@@ -175,8 +174,10 @@ std::int32_t keepLedger(const FileOpRecord& record, const ItemCopyContext& conte
 
 std::int32_t callBackForUpdate(FileOpRecord* record) {
     const auto& context = *static_cast<const ItemCopyContext*>(record->userData);
-    // Only a copy has a target, and the copy has just found that it is no directory.
-    if (record->phase == BEFORE && record->targetPath != nullptr) {
+    // Directories that the copy makes have no target: nobody is asked about them, and they are in no ledger.
+    if (record->targetPath == nullptr) return GO_ON;
+    // The copy has just found that the target is no directory.
+    if (record->phase == BEFORE) {
         if (std::strlen(record->targetPath) >= PATH_SIZE) return fail("target path does not fit.");
         const std::int32_t answer = askAgent(*record, context);
         if (answer != GO_ON) return answer;

@@ -68,11 +68,6 @@ DWORD deviceError(int hostError) {
     return ERROR_GEN_FAILURE;
 }
 
-BOOL fail(DWORD number) {
-    lastError = number;
-    return FALSE;
-}
-
 BOOL failFromErrno() {
     return fail(deviceError(errno));
 }

@@ -10,7 +10,10 @@ namespace ovpatch::posix {
 DWORD deviceError(int hostError);
 
 // Sets the last error and answers FALSE.
-BOOL fail(DWORD number);
+inline BOOL fail(DWORD number) {
+    SetLastError(number);
+    return FALSE;
+}
 
 // Sets the last error from `errno` and answers FALSE.
 BOOL failFromErrno();

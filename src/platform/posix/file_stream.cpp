@@ -16,7 +16,7 @@ namespace ovpatch::posix {
 
 namespace {
 
-constexpr std::size_t BUFFER_SIZE = 64 * 1024;
+constexpr std::size_t BUFFER_SIZE = std::size_t{64} * 1024;
 // What the C library reads at a time when it is not told otherwise.
 constexpr std::size_t LIBRARY_BUFFER_SIZE = BUFSIZ;
 

@@ -69,7 +69,8 @@ constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x80;
 constexpr DWORD INVALID_FILE_ATTRIBUTES = 0xFFFFFFFF;
 
 // Handles and file creation.
-inline const HANDLE INVALID_HANDLE_VALUE = reinterpret_cast<HANDLE>(static_cast<std::intptr_t>(-1));
+inline char invalidHandleMark;
+constexpr HANDLE INVALID_HANDLE_VALUE = &invalidHandleMark;
 constexpr DWORD FILE_SHARE_READ = 0x1;
 constexpr DWORD CREATE_NEW = 1;
 
