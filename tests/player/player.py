@@ -1,0 +1,258 @@
+"""Plays runs of the program on devices that are laid out for them.
+
+    device = Device()
+    device.lay(Story(ENGINE, PRODUCT).tree())      # the tree is made exactly so, whatever stood there
+    outcome = device.run()                         # ... and outcome.tree is what stands there now
+
+Paths in trees are the host's, relative to the device and with "/"; what the program gets and tells has "\\".
+The program to run comes from the environment: OVPATCH_PROGRAM, OVPATCH_LAUNCHER (what starts it, for another
+host's program), OVPATCH_TEST_AGENTS (the directory of the agents), OVPATCH_AGENT_SUFFIX.
+"""
+import atexit
+import os
+import re
+import select
+import shutil
+import stat
+import subprocess
+import tempfile
+from collections import namedtuple
+
+PROGRAM = os.path.abspath(os.environ.get("OVPATCH_PROGRAM") or "OvPatch")
+LAUNCHER = os.environ.get("OVPATCH_LAUNCHER", "").split()
+AGENTS = os.environ.get("OVPATCH_TEST_AGENTS") or "."
+SUFFIX = os.environ.get("OVPATCH_AGENT_SUFFIX") or ".so"
+WINDOWS = SUFFIX == ".dll"
+SECONDS = 90 if LAUNCHER else 30  # a run that takes longer does not end
+
+# ---- Trees: what stands below a directory, by path: a File, a Link, or None for a directory ----
+
+Link = namedtuple("Link", "target")
+File = namedtuple("File", "content mode")
+
+
+def file(content, mode=0o644):
+    return File(content if isinstance(content, bytes) else content.encode("utf-8", "surrogateescape"), mode)
+
+
+def read_file(path):
+    handle = os.open(path, os.O_RDONLY)
+    try:
+        status = os.fstat(handle)
+        content = os.read(handle, status.st_size + 1)
+        while len(content) < status.st_size:
+            content += os.read(handle, status.st_size)
+    finally:
+        os.close(handle)
+    if WINDOWS:  # of the rights it knows one; the rest is the host's business
+        return File(content, 0o644 if status.st_mode & stat.S_IWUSR else 0o444)
+    return File(content, stat.S_IMODE(status.st_mode))
+
+
+def read_tree(root, skipped=(), below=b""):
+    """The tree as it is, keyed by bytes; `skipped` names entries of the top that are left out."""
+    tree = {}
+    with os.scandir(os.path.join(root, below)) as entries:
+        for entry in entries:
+            path = os.path.join(below, entry.name)
+            if path in skipped:
+                continue
+            if entry.is_symlink():
+                tree[path] = Link(os.readlink(entry.path).decode())
+            elif entry.is_dir(follow_symlinks=False):
+                tree[path] = None
+                tree.update(read_tree(root, (), path))
+            else:
+                tree[path] = read_file(entry.path)
+    return tree
+
+
+def write_tree(root, tree, now):
+    """Makes the tree below `root`, where `now` stands; a file that changes is made anew, never written into."""
+    for path in sorted(now.keys() - tree.keys() | {path for path in now if tree.get(path) != now[path]}, reverse=True):
+        (os.rmdir if now[path] is None else os.unlink)(os.path.join(root, path))
+    for path in sorted(path for path, entry in tree.items() if path not in now or now[path] != entry):
+        entry, place = tree[path], os.path.join(root, path)
+        if entry is None:
+            os.mkdir(place)
+        elif isinstance(entry, Link):
+            os.symlink(entry.target, place)
+        else:
+            handle = os.open(place, os.O_WRONLY | os.O_CREAT | os.O_EXCL, 0o644)
+            os.write(handle, entry.content)
+            os.fchmod(handle, entry.mode)
+            os.close(handle)
+
+
+def with_directories(tree):
+    """The tree with the directories above each entry."""
+    whole = dict(tree)
+    for path in tree:
+        while "/" in path:
+            path = path.rpartition("/")[0]
+            whole.setdefault(path, None)
+    return whole
+
+
+def differences(expected, seen):
+    """What a reader has to know of two trees that differ; empty if they do not."""
+    def told(tree, path):
+        entry = tree.get(path, "nothing")
+        return "a directory" if entry is None else entry[0] if isinstance(entry, (File, Link)) else entry
+    return [f"{path}: expected {told(expected, path)!r}, found {told(seen, path)!r}"
+            for path in sorted(expected.keys() | seen.keys())
+            if expected.get(path, "nothing") != seen.get(path, "nothing")]
+
+
+# ---- What a run reads: the manifest and the new files ----
+
+ENGINE = {"class": "2", "type": "1f", "origin.version": "1.5", "result.version": "1.6.120", "destination": "dst"}
+PRODUCT = {"class": "1", "type": "2", "origin.version": "3.1234", "result.version": "4", "destination": "dst"}
+PATTERN = {"class": "3", "type": "5", "origin.version": "1234", "result.version": "1240", "destination": "dst"}
+RESULT, LOG, MANIFEST = "base/OV_Temp/OvResult.ini", "base/OV_Log/KxuDump.txt", "base/OV_Temp/OvPatch.ini"
+
+
+def ini(sections):
+    """Text of {section: {key: value}}; a key without a value (None) is left out."""
+    return "".join(f"[{name}]\n" + "".join(f"{key}={value}\n" for key, value in keys.items() if value is not None)
+                   for name, keys in sections.items() if keys is not None)
+
+
+def directory_of(item):
+    return f"{int(item['class'])}/{int(item['type'], 16)}"
+
+
+class Story:
+    """What the updater orders: items, and what differs from a plain manifest, keyed as "common.backup"."""
+
+    def __init__(self, *items, generation=1, changes=None):
+        self.generation = generation
+        self.sections = {"common": {"action": 0, "itemcount": len(items), "patchagent.version": generation,
+                                    "patchagent": f"agent\\{('old', 'new')[generation]}{SUFFIX}",
+                                    "orvelle_path": "base"}}
+        self.sections.update((f"item_{n}", item) for n, item in enumerate(items))
+        self.sections = self.changed(changes or {})
+
+    def changed(self, changes):
+        sections = {name: dict(keys) for name, keys in self.sections.items()}
+        for name, value in changes.items():
+            section, _, key = name.partition(".")
+            sections.setdefault(section, {})[key] = value
+        return sections
+
+    def manifest(self, changes=None):
+        return ini(self.changed(changes or {}))
+
+    def tree(self):
+        """The device before an update: of each item n new<n>.bin is new and old<n>.bin is there already."""
+        tree = {MANIFEST: file(self.manifest())}
+        for n, item in enumerate(keys for name, keys in self.sections.items() if name != "common"):
+            source, destination = "base/OV_Temp/" + directory_of(item), item["destination"].replace("\\", "/")
+            tree[f"{source}/new{n}.bin"] = file(f"new{n} of the update")
+            tree[f"{source}/old{n}.bin"] = file(f"old{n} of the update")
+            tree[f"{destination.rstrip('/')}/old{n}.bin"] = file(f"old{n} as it was")
+        return with_directories(tree)
+
+
+# ---- Runs ----
+
+RECORD = re.compile(r"\n\n(Info|Error|Call):  P\[(-?\d+)\] T\[-?\d+\] \n")
+
+
+class Outcome:
+    """What a run left: exit value, `result` (a number, or None), `log` and `calls` (each record as "I text", "E text"
+    or "C call", its line breaks taken out), `raw` (the log as it stands), what it said on its standard streams, the
+    tree but for log and result, and `complaints` about records that are not well formed."""
+
+    def __init__(self, process, status, before, after, said, decode):
+        self.exit, self.said, self.complaints = status, said, []
+        grown = after.get(LOG, File(b"", 0)).content
+        kept = before.get(LOG, File(b"", 0)).content
+        self.raw = decode(grown[len(kept):] if grown.startswith(kept) else grown)
+        self.log = self.records(self.raw, None if LAUNCHER else process)
+        self.calls = self.records(decode(after.get("agent.calls", File(b"", 0)).content), None)
+        self.calls = [call[2:] for call in self.calls]
+        written = re.findall(r"^result=(-?\d+)$", decode(after[RESULT].content), re.M) if RESULT in after else []
+        self.result = int(written[0]) if len(written) == 1 else None
+        self.tree = {path: entry for path, entry in after.items() if path not in (RESULT, LOG, "agent.calls")}
+
+    def records(self, text, process):
+        parts = RECORD.split(text)
+        if parts[0]:
+            self.complaints.append(f"before the first record: {parts[0]!r}")
+        for kind, identity, message in zip(parts[1::3], parts[2::3], parts[3::3]):
+            if kind != "Call" and process not in (None, int(identity)):
+                self.complaints.append(f"a record of process {identity}, which is {process}")
+            if not message or any(len(line) > 90 for line in message.split("\n")):
+                self.complaints.append(f"lines that are not wrapped: {message!r}")
+        return [kind[0] + " " + message.replace("\n", "") for kind, message in zip(parts[1::3], parts[3::3])]
+
+
+class Device:
+    """A fresh directory, in which the program is started. The agents lie in its "agent" (agent\\new.so and so on)."""
+
+    def __init__(self, charset="utf-8"):
+        self.charset = charset
+        self.root = os.fsencode(tempfile.mkdtemp(prefix="ov"))
+        atexit.register(shutil.rmtree, self.root, ignore_errors=True)
+        os.mkdir(os.path.join(self.root, b"agent"))
+        self.directory = os.path.join(self.root, b"device")
+        os.mkdir(self.directory)
+        for name in ("old", "new", "old_incomplete", "new_incomplete", "both"):
+            shutil.copy(os.path.join(AGENTS, name + SUFFIX), os.path.join(os.fsdecode(self.root), "agent"))
+        os.symlink("../agent", os.path.join(self.directory, b"agent"))
+        self.streams = os.open(os.path.join(self.root, b"said"), os.O_RDWR | os.O_CREAT | os.O_APPEND, 0o600)
+        self.now = {}
+        self.environment = dict(os.environ)
+        if charset == "cp932":
+            self.environment["OVPATCH_ANSI_CODE_PAGE"] = "932"
+
+    def encode(self, text):
+        """As the device writes it; in names that it keeps in Unicode this host sees UTF-8."""
+        return text.encode(self.charset, "surrogateescape")
+
+    def decode(self, content):
+        text = content.decode(self.charset, "surrogateescape")
+        return text.replace("\r", "") if WINDOWS else text
+
+    def names(self, tree, convert):
+        charset = "utf-8" if WINDOWS else self.charset
+        return {getattr(path, convert)(charset, "surrogateescape"): entry for path, entry in tree.items()}
+
+    def lay(self, tree):
+        """Makes the device's tree this one."""
+        wanted = self.names(with_directories(tree), "encode")
+        write_tree(self.directory, wanted, self.now)
+        self.now = wanted
+
+    def look(self):
+        self.now = read_tree(self.directory, (b"agent",))
+        return self.names(self.now, "decode")
+
+    def start(self, arguments=("base",), environment=None):
+        """Starts a run with the environment's variables added."""
+        return subprocess.Popen([*LAUNCHER, PROGRAM, *map(self.encode, arguments)], cwd=self.directory, close_fds=False,
+                                stdin=subprocess.DEVNULL, stdout=self.streams, stderr=self.streams,
+                                env={**self.environment, **environment} if environment else self.environment)
+
+    @staticmethod
+    def wait(process):
+        """The exit value of a run, or less the number of the signal that killed it."""
+        end = os.pidfd_open(process.pid)
+        poll = select.poll()
+        poll.register(end, select.POLLIN)
+        ended = poll.poll(SECONDS * 1000)
+        os.close(end)
+        if not ended:
+            process.kill()
+            process.wait()
+            raise AssertionError(f"a run does not end: {process.args}")
+        return process.wait()
+
+    def run(self, arguments=("base",), environment=None):
+        os.ftruncate(self.streams, 0)
+        before = self.names(self.now, "decode")
+        process = self.start(arguments, environment)
+        status = self.wait(process)
+        said = os.pread(self.streams, 1 << 20, 0).decode("utf-8", "replace")
+        return Outcome(process.pid, status, before, self.look(), said, self.decode)
