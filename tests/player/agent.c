@@ -11,7 +11,7 @@
  *
  *     answer <n>     answer n instead of consent
  *     rewrite <text> put the text into the path buffer; "rewrite" alone fills it to its last byte
- *     show <path>    append what stands in that file now (line feeds as '|')
+ *     show <path>    append what stands in that file now (line feeds as '^')
  *     write <path>   make that file, with "meanwhile" in it
  *     remove <path>  delete that file
  *     await <path>   go on only when that file is there
@@ -100,7 +100,7 @@ static void show(const char* path) {
     char* byte = content;
     if (readAll(path, content, sizeof content) < 0) strcpy(content, "(none)");
     for (; *byte != '\0'; ++byte)
-        if (*byte == '\n') *byte = '|';
+        if (*byte == '\n') *byte = '^';
     record("%s: %s", path, content);
 }
 

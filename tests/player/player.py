@@ -162,7 +162,7 @@ RECORD = re.compile(r"\n\n(Info|Error|Call):  P\[(-?\d+)\] T\[-?\d+\] \n")
 class Outcome:
     """What a run left: exit value, `result` (a number, or None), `log` and `calls` (each record as "I text", "E text"
     or "C call", its line breaks taken out), `raw` (the log as it stands), what it said on its standard streams, the
-    tree but for log and result, and `complaints` about records that are not well formed."""
+    tree but for the log, and `complaints` about records that are not well formed."""
 
     def __init__(self, process, status, before, after, said, decode):
         self.exit, self.said, self.complaints = status, said, []
@@ -174,7 +174,7 @@ class Outcome:
         self.calls = [call[2:] for call in self.calls]
         written = re.findall(r"^result=(-?\d+)$", decode(after[RESULT].content), re.M) if RESULT in after else []
         self.result = int(written[0]) if len(written) == 1 else None
-        self.tree = {path: entry for path, entry in after.items() if path not in (RESULT, LOG, "agent.calls")}
+        self.tree = {path: entry for path, entry in after.items() if path not in (LOG, "agent.calls")}
 
     def records(self, text, process):
         parts = RECORD.split(text)
@@ -183,7 +183,7 @@ class Outcome:
         for kind, identity, message in zip(parts[1::3], parts[2::3], parts[3::3]):
             if kind != "Call" and process not in (None, int(identity)):
                 self.complaints.append(f"a record of process {identity}, which is {process}")
-            if not message or any(len(line) > 90 for line in message.split("\n")):
+            if kind != "Call" and any(len(line) > 90 for line in message.split("\n")):
                 self.complaints.append(f"lines that are not wrapped: {message!r}")
         return [kind[0] + " " + message.replace("\n", "") for kind, message in zip(parts[1::3], parts[3::3])]
 

@@ -4,14 +4,18 @@ It knows no step of the program: only what an update, a rollback and a failure m
 """
 import re
 
-from player import File, MANIFEST, differences, directory_of, file
+from player import MANIFEST, RESULT, File, differences, directory_of, file
 
 LEDGER = "OV_Backup/OvBackup.ini"
 STAGED = re.compile(r"(^|/)(OVSrc\.tmp|PatchDll\.ini|KxuPatch\.ini|\.ovp.*|OvJournal.*)$")
 # A start is followed by its end; only an undoing may leave its last bracket open.
 CALLS = re.compile(r"(Get\w+Path )*(IsRollback(Ex)? )?((StartPatch|StartAction) "
-                   r"(Start(\w+) (CheckFile(Ex)? )*End\7 )*(Start\w+ )?(EndPatch |EndAction )?)?$")
+                   r"(Start(\w+) (CheckFile(Ex)? )*End\7 (End\7 )?)*(Start\w+ )?(EndPatch |EndAction )?)?$")
 KEPT = "kept"  # in `otherwise`: the file is as before, and no ledger's business
+
+
+def number(text):
+    return int(re.match(r"-?\d*", text)[0] or 0)
 
 
 def sections(text):
@@ -38,14 +42,15 @@ def records(tree, destination, decode):
         written = [keys[name].replace("\\", "/").split(",") for name in names if name.startswith("written")]
         copies = f"{destination}/OV_Backup/{directory_of(keys)}/"
         found.setdefault((int(keys["class"]), int(keys["type"], 16)),
-                         (added, {entry[1].strip(): copies + entry[0].strip() for entry in written if len(entry) > 1},
+                         (added, {entry[1].strip(): copies + entry[0].strip().rpartition("/")[2] for entry in written if len(entry) > 1},
                           (keys.get("origin.version"), keys.get("result.version"))))
     return found
 
 
 def files(tree, in_backups=False):
     return {path: entry for path, entry in tree.items()
-            if entry is not None and ("/OV_Backup/" in path) == in_backups and not path.startswith("agent.")}
+            if entry is not None and ("/OV_Backup/" in path) == in_backups and not path.startswith("agent.")
+            and path != RESULT and "/OVSrc.tmp/" not in path}
 
 
 class Order:
@@ -54,15 +59,19 @@ class Order:
     def __init__(self, tree, decode, mended=None):
         manifest = sections(decode(tree.get(MANIFEST, file("")).content))
         common = manifest.get("common", {})
-        self.rollback, self.backup = common.get("action") == "1", common.get("backup") != "0"
+        action = number(common.get("action", "-1"))
+        self.rollback, self.backup = action == 1, common.get("backup") != "0"
+        self.old = common.get("patchagent.version") == "0"
         self.items, paths = [], dict(mended or {})
-        for n in range(int(common.get("itemcount", 0))):
-            keys = manifest[f"item_{n}"]
+        for n in range(min(number(common.get("itemcount", "0")), len(manifest)) if action in (0, 1) else 0):
+            keys = manifest.get(f"item_{n}", {})
+            if not {"class", "type", "destination"} <= keys.keys():
+                break
             destination = keys["destination"].rstrip("\\").replace("\\", "/")
             place = paths.setdefault(keys["class"], destination)
-            source = f"{common['orvelle_path']}/OV_Temp/{directory_of(keys)}/".replace("\\", "/")
+            source = f"{common.get('orvelle_path')}/OV_Temp/{directory_of(keys)}/".replace("\\", "/")
             self.items.append(((int(keys["class"]), int(keys["type"], 16)), destination, source,
-                               place if common["patchagent.version"] == "0" else destination))
+                               place if self.old else destination))
         self.destinations = {destination for _, destination, _, _ in self.items}
 
 
@@ -93,9 +102,13 @@ def expect_rollback(order, before, skipped, decode):
     return now, changed
 
 
-def judge_records(order, changed, before, after, decode):
-    named = set()
+def judge_records(order, changed, before, after, decode, otherwise):
     for destination in order.destinations:
+        ledger = f"{destination}/{LEDGER}"
+        if ledger in otherwise:
+            text = before.get(ledger) if otherwise[ledger] == KEPT else otherwise[ledger]
+            yield from differences({ledger: text}, {ledger: after.get(ledger)})
+            continue
         old, new = records(before, destination, decode), records(after, destination, decode)
         ours = {identity: record for (place, identity), record in changed.items() if place == destination}
         if {i: r for i, r in old.items() if i not in ours} != {i: r for i, r in new.items() if i not in ours}:
@@ -108,15 +121,16 @@ def judge_records(order, changed, before, after, decode):
                 yield f"the record of {identity} under {destination} has {added} and {list(written)}"
             elif record is not None:
                 yield from differences(record[1], {path: after.get(copy) for path, copy in written.items()})
-        named |= {copy for _, written, _ in new.values() for copy in written.values()}
-        old_named = {copy for _, written, _ in old.values() for copy in written.values()}
-        for path in files(after, True):
-            if path.startswith(destination + "/OV_Backup/") and not path.endswith(LEDGER) and path not in named:
-                if path not in before or path in old_named:
-                    yield f"{path}: a copy that no ledger names"
+        old_named, named = ({copy for _, written, _ in ledger.values() for copy in written.values()}
+                            for ledger in (old, new))
+        copies, kept = ({path: entry for path, entry in files(tree, True).items()
+                         if path.startswith(destination + "/OV_Backup/") and path != ledger} for tree in (before, after))
+        strays = {path: entry for path, entry in copies.items() if path not in old_named}
+        yield from differences(strays, {path: entry for path, entry in kept.items()
+                                        if path not in named and path not in otherwise})
 
 
-def judge(before, outcome, result, decode, otherwise=None, mended=None, open_start=False):
+def judge(before, outcome, result, decode, otherwise=None, mended=None):
     """What is wrong with a run that was to give that result, as lines; `otherwise`: {path: entry, KEPT or None}, the
     files that are not as one has to expect."""
     otherwise, after = dict(otherwise or {}), outcome.tree
@@ -125,28 +139,32 @@ def judge(before, outcome, result, decode, otherwise=None, mended=None, open_sta
         wrong.append(f"exit value {outcome.exit}, result {outcome.result} instead of {result}, said {outcome.said!r}")
     if not outcome.log or outcome.log[-1] != "I writeResult: done.":
         wrong.append(f"the log's end: {outcome.log[-1:]}")
-    if not CALLS.match("".join(re.sub(r"\(.*", " ", call, flags=re.S) for call in outcome.calls if "(" in call)):
+    if not CALLS.match("".join(call.partition("(")[0] + " " for call in outcome.calls if re.match(r"\w+\(", call))):
         wrong.append(f"calls out of order: {outcome.calls}")
     skipped = {path for path, entry in otherwise.items() if entry == KEPT}
-    order = Order(before, decode, mended) if result == 0 else None
+    order = Order(before, decode, mended)
     if result != 0:
         expected, copies, kept = files(before), files(before, True), files(after, True)
-        ledgers = [{path: entry for path, entry in tree.items() if path.endswith(LEDGER)} for tree in (copies, kept)]
-        wrong += differences(*ledgers)
+        wrong += differences(*({path: entry for path, entry in tree.items() if path.endswith(LEDGER)}
+                               for tree in (copies, kept)))
         wrong += [f"{path}: left behind" for path in kept if kept[path] != copies.get(path) and path not in otherwise]
     else:
         expected, changed = (expect_rollback(order, before, skipped, decode) if order.rollback else
                              expect_update(order, before, skipped))
         if not order.rollback and not order.backup:
-            changed = {key: None for key in changed}
-        wrong += judge_records(order, changed, before, after, decode)
+            changed = dict.fromkeys(changed)
+        wrong += judge_records(order, changed, before, after, decode, otherwise)
     for path, entry in otherwise.items():
         if entry is None:
             expected.pop(path, None)
-        elif entry != KEPT and "/OV_Backup/" not in path:
-            expected[path] = entry
+        elif entry != KEPT and "/OV_Backup/" not in path and "/OVSrc.tmp" not in path:
+            expected[path] = entry._replace(mode=getattr(after.get(path), "mode", 0))
+    if RESULT in otherwise:
+        wrong += differences({RESULT: expected.pop(RESULT).content}, {RESULT: after[RESULT].content})
     wrong += differences(expected, files(after))
-    wrong += [f"{path}: still there" for path in after if STAGED.search(path) and path not in otherwise]
+    # An old agent's files stay below all destinations but the first.
+    wrong += [f"{path}: still there" for path in after if STAGED.search(path) and path not in otherwise and
+              not (order.old and order.items and not path.startswith(order.items[0][1] + "/"))]
     wrong += [f"{path}: the directory is gone" for path, entry in before.items()
               if entry is None and path not in after and not STAGED.search(path) and path not in otherwise]
     return wrong

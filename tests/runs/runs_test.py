@@ -1,60 +1,79 @@
 """Whole runs: the rows of rows.txt, judged by the oracle."""
 import os
 import re
+import string
 import sys
 import unittest
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path[:0] = [HERE, os.path.join(HERE, "../player")]
 from oracle import KEPT, judge, judge_again  # noqa: E402
-from player import (ENGINE, MANIFEST, PATTERN, PRODUCT, WINDOWS, Device, Story, differences, file,  # noqa: E402
-                    with_directories)
+from player import (AGENTS, ENGINE, MANIFEST, PATTERN, PRODUCT, SUFFIX, WINDOWS, Device, Story, file,  # noqa: E402
+                    read_file, with_directories)
 
 # The lines of level 9; all others have level 6.
 NINE = re.compile(r". (Old OV temp |Copy to old ov temp failed|Update(Ex)?: Call patchagent|(start|end)EachItem: unknown|"
                   r"rollback: patch agent refused|OvPatch: CatURIWithFile)")
-BRACKETS = ("Engine", "Product", "Pattern")
+GONE = "gone"
+
+
+def words_of(action, generation):
+    """What the rows leave to the run."""
+    versions = ("0x31234", "0x40000") if generation == 0 else ("{0x31234 0 0}", "{0x40000 0 0}")
+    old = {"gen": "old", "other": "new", "Patch": "Patch", "patch": "patch", "ex": "", "check": "CheckFile",
+           "start": "StartProduct", "end": "EndProduct"}
+    new = {"gen": "new", "other": "old", "Patch": "Action", "patch": "action", "ex": "Ex", "check": "CheckFileEx",
+           "start": "StartItem", "end": "EndItem"}
+    return {"so": SUFFIX, "run": ("update", "rollback")[action], "flags": 2 * action, "from": versions[0],
+            "to": versions[1], **(old, new)[generation]}
 
 
 def long_path(length):
     return ("d" * 100 + "/") * ((length - 1) // 101) + "e" * ((length - 1) % 101 + 1)
 
 
-class Changes:
-    """A column of differences, taken apart."""
+def order(line, generation):
+    """An order for the agent, with the entries of its generation."""
+    line = re.sub(r"^(Start|End)(\d)", lambda m: m[1] + (f"Item #{m[2]}" if generation else
+                                                        ("Engine #1", "Product #1", "Pattern #1")[int(m[2]) - 1]), line)
+    names = {"Open": ("StartPatch", "StartAction"), "Close": ("EndPatch", "EndAction"),
+             "Ask": ("IsRollback", "IsRollbackEx"), "Check": ("CheckFile", "CheckFileEx")}
+    return re.sub(r"^\w+", lambda word: names.get(word[0], (word[0],) * 2)[generation], line) + "\n"
 
-    def __init__(self, text, generation):
-        self.keys, self.files, self.read_only, self.orders = {}, {}, [], ""
-        text = re.sub(r"<(\d+)>", lambda length: long_path(int(length[1])), text)
-        for change in filter(None, map(str.strip, text.split(";"))):
-            path, given, content = change[1:].partition("=")
+
+class Changes:
+    """A column of differences, taken apart: keys of the manifest, files, read-only files, orders."""
+
+    def __init__(self, text, generation=0):
+        self.keys, self.files, self.read_only, self.orders = {}, [], [], ""
+        for change in filter(None, map(str.strip, re.split(r";(?= |$)", text))):
             if change[0].isupper():
-                self.orders += self.order(change, generation) + "\n"
-            elif change[0] == "!":
-                self.read_only.append(path)
-            elif change[0] in "+-=":
-                entry = None if path.endswith("/") else file(content.replace(r"\n", "\n"))
-                self.files[path.rstrip("/")] = {"+": entry, "-": "gone", "=": KEPT}[change[0]]
+                self.orders += order(change, generation)
+            elif change[0] in "+-=!":
+                numbers = re.search(r"\[(\d+)-(\d+)\]", change.partition("=")[0])
+                for n in range(int(numbers[1]), int(numbers[2]) + 1) if numbers else (0,):
+                    self.put(change.replace(numbers[0], str(n)) if numbers else change)
             else:
                 key, given, value = change.partition("=")
                 self.keys[key] = value.replace("/", "\\") if given else None
 
-    @staticmethod
-    def order(line, generation):
-        old = generation == 0
-        line = re.sub(r"^(Start|End)(\d)", lambda m: f"{m[1]}{BRACKETS[int(m[2]) - 1]} #1" if old else
-                      f"{m[1]}Item #{m[2]}", line)
-        for word, names in {"Open": ("StartPatch", "StartAction"), "Ask": ("IsRollback", "IsRollbackEx"),
-                            "Check": ("CheckFile", "CheckFileEx")}.items():
-            line = re.sub(rf"^{word}\b", names[generation], line)
-        return line
+    def put(self, change):
+        path, _, content = change[1:].replace("^", "\n").replace(r"\s", " ").replace(r"\r", "\r").partition("=")
+        if change[0] == "!":
+            self.read_only.append(path)
+        elif content.startswith("@"):
+            self.files.append((path, read_file(os.path.join(AGENTS, content[1:] + SUFFIX))))
+        else:
+            entry = None if path.endswith("/") else file(content)
+            self.files.append((path.rstrip("/"), {"+": entry, "-": GONE, "=": KEPT}[change[0]]))
 
     def apply(self, tree):
         tree = dict(tree)
-        for path, entry in self.files.items():
-            if entry == "gone":
-                tree = {other: e for other, e in tree.items() if other != path and not other.startswith(path + "/")}
-            else:
+        for path, entry in self.files:
+            for other in [other for other in tree if other == path or other.startswith(path + "/")]:
+                if entry == GONE:
+                    del tree[other]
+            if entry != GONE:
                 tree[path] = entry
         for path in self.read_only:
             tree[path] = tree[path]._replace(mode=0o444)
@@ -71,7 +90,8 @@ class Rows(unittest.TestCase):
         cls.device, cls.updated = Device(), {}
 
     def check(self, wrong, outcome):
-        self.assertFalse(wrong, "\n" + "\n".join(wrong) + "\n\nIts log:\n" + "\n".join(outcome.log))
+        if wrong:
+            self.fail("\n".join([*wrong, "", "Log and calls:", *outcome.log, *outcome.calls]))
 
     def after_update(self, story, tree):
         """The tree after an undisturbed update."""
@@ -83,24 +103,31 @@ class Rows(unittest.TestCase):
             self.updated[key] = outcome.tree
         return self.updated[key]
 
-    def play(self, words, changes, result, line, otherwise, action, generation):
+    def check_records(self, lines, outcome):
+        seen = outcome.log + ["C " + call for call in outcome.calls]
+        for line in filter(None, lines.split(" & ")):
+            unwanted = line.startswith("no ")
+            found = any(record.startswith(line[3:]) for record in seen) if unwanted else line in seen
+            self.assertNotEqual(found, unwanted, f"{line}\n\nnot among:\n" + "\n".join(seen))
+
+    def play(self, words, changes, result, lines, otherwise, action, generation):
         layout, _, disturbance = changes.rpartition(";;")
         layout, disturbance = Changes(layout, generation), Changes(disturbance, generation)
         items = (ENGINE, PRODUCT, PATTERN) if "three" in words else (ENGINE, PRODUCT)
         story = Story(*items, generation=generation, changes=layout.keys)
         tree = layout.apply(story.tree())
-        if action == 1:
+        if action == 1 or "after" in words:
             tree = self.after_update(story, tree)
-        tree = disturbance.apply({**tree, MANIFEST: file(story.manifest({"common.action": action, **disturbance.keys}))})
+        manifest = file(story.manifest({"common.action": action, **disturbance.keys}))
+        tree = disturbance.apply({**tree, MANIFEST: manifest})
         self.device.lay(tree)
         outcome = self.device.run()
-        allowed = {path: None if entry == "gone" else entry for path, entry in Changes(otherwise, 0).files.items()}
-        self.check(judge(tree, outcome, int(result), self.device.decode, allowed), outcome)
-        if line:
-            self.assertIn(line.format(
-                run=("update", "rollback")[action], Patch=("Patch", "Action")[generation],
-                patch=("patch", "action")[generation], item2=("product", "item")[generation],
-                cancel=(" this", ".")[action]), outcome.log)
+        allowed = {path: None if entry == GONE else entry for path, entry in Changes(otherwise).files}
+        mended = {{"Product": "1", "Engine": "2", "Pattern": "3"}[name]: path.replace("\\", "/") for name, path in
+                  re.findall(r"Get(\w+)Path \* rewrite (\S+)", disturbance.orders)}
+        self.check(judge(tree, outcome, None if result == "none" else int(result), self.device.decode, allowed, mended),
+                   outcome)
+        self.check_records(lines, outcome)
         again = outcome.tree
         self.device.lay({**tree, "base/ovcfg.ini": file("[Debug]\nLevel=7\n")})
         self.assertEqual([record for record in outcome.log if NINE.match(record)], self.device.run().log)
@@ -109,18 +136,23 @@ class Rows(unittest.TestCase):
 
     def test_rows(self):
         with open(os.path.join(HERE, "rows.txt")) as rows:
-            rows = [row for row in rows if row.strip() and not row.startswith("#")]
+            rows = [row.rstrip("\n") for row in rows if row.strip() and not row.startswith("#")]
+        texts = dict(row[4:].split(" = ", 1) for row in rows if row.startswith("let "))
         for row in rows:
-            what, words, changes, results, lines, otherwise = (column.strip() for column in row.split("|"))
+            if row.startswith("let "):
+                continue
+            what, words, *columns = (column.strip() for column in row.split("|"))
             words = words.split()
-            for action, generation in ((0, 0), (0, 1), (1, 0), (1, 1)):
-                name = "UR"[action] + "01"[generation]
+            for run in ("U0", "U1", "R0", "R1"):
                 chosen = [word for word in words if word[0] in "UR"]
-                if chosen and name not in chosen and name[0] not in chosen:
+                if chosen and run not in chosen and run[0] not in chosen or "posix" in words and WINDOWS:
                     continue
-                with self.subTest(what, run=name):
-                    pick = (lambda column: column.split("//")[action if "//" in column else 0].strip())
-                    self.play(words, changes, pick(results), pick(lines), pick(otherwise), action, generation)
+                action, generation = int(run[0] == "R"), int(run[1])
+                fill = (lambda text: string.Template(text).safe_substitute(texts | words_of(action, generation)))
+                column = [re.sub(r"<(\d+)>", lambda m: long_path(int(m[1])), fill(fill(text))) for text in columns]
+                column[1:] = [(text.split("//") * 2)[action].strip() for text in column[1:]]
+                with self.subTest(what, run=run):
+                    self.play(words, *column, action, generation)
 
 
 if __name__ == "__main__":
