@@ -6,6 +6,12 @@ set(CMAKE_C_STANDARD 99)
 set(CMAKE_C_EXTENSIONS OFF)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
+if(NOT WIN32)
+  # On a 32-bit host the calls that read directories and look at files refuse large sizes, inode numbers and late
+  # times otherwise.
+  add_compile_definitions(_FILE_OFFSET_BITS=64 _TIME_BITS=64)
+endif()
+
 option(OVPATCH_SANITIZE "Build with AddressSanitizer and UndefinedBehaviorSanitizer" OFF)
 
 add_library(ovpatch_warnings INTERFACE)
