@@ -4,10 +4,10 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstddef>
 
 #include "platform/posix/errors.h"
+#include "platform/posix/interrupted.h"
 
 namespace ovpatch::posix {
 
@@ -21,18 +21,9 @@ constexpr std::size_t BUFFER_SIZE = std::size_t{1024} * 1024;
 // The program copies one file at a time.
 char buffer[BUFFER_SIZE];
 
-ssize_t readSome(int source) {
-    ssize_t count;
-    do {
-        count = read(source, buffer, BUFFER_SIZE);
-    } while (count < 0 && errno == EINTR);
-    return count;
-}
-
 bool writeAll(int target, const char* bytes, std::size_t size) {
     while (size > 0) {
-        const ssize_t written = write(target, bytes, size);
-        if (written < 0 && errno == EINTR) continue;
+        const ssize_t written = untilDone([&] { return write(target, bytes, size); });
         if (written < 0) return failFromErrno();
         bytes += written;
         size -= static_cast<std::size_t>(written);
@@ -47,7 +38,7 @@ bool copyContent(int source, int target, off_t size) {
     if (size >= static_cast<off_t>(BUFFER_SIZE) && ioctl(target, FICLONE, source) == 0) return true;
     off_t copied = 0;
     for (;;) {
-        const ssize_t count = readSome(source);
+        const ssize_t count = untilDone([source] { return read(source, buffer, BUFFER_SIZE); });
         if (count < 0) return failFromErrno();
         if (count == 0) return true;
         if (!writeAll(target, buffer, static_cast<std::size_t>(count))) return false;

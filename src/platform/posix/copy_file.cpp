@@ -2,12 +2,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
-
 #include "platform/posix/copy_content.h"
 #include "platform/posix/errors.h"
 #include "platform/posix/file_replacement.h"
 #include "platform/posix/host_path.h"
+#include "platform/posix/interrupted.h"
 
 namespace ovpatch::posix {
 
@@ -24,7 +23,8 @@ public:
     SourceFile& operator=(const SourceFile&) = delete;
 
     bool open(const char* hostPath) {
-        descriptor_ = ::open(hostPath, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+        constexpr int FLAGS = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+        descriptor_ = untilDone([hostPath] { return ::open(hostPath, FLAGS); });
         if (descriptor_ < 0) return failFromErrno(hostPath);
         if (fstat(descriptor_, &status_) != 0) return failFromErrno();
         return S_ISREG(status_.st_mode) || fail(ERROR_ACCESS_DENIED);

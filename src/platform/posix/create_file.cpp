@@ -1,10 +1,12 @@
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <cerrno>
 
 #include "platform/posix/errors.h"
 #include "platform/posix/handle_object.h"
 #include "platform/posix/host_path.h"
+#include "platform/posix/interrupted.h"
 
 using namespace ovpatch::posix;
 
@@ -27,11 +29,14 @@ HANDLE CreateFileW(LPCWSTR devicePath, DWORD, DWORD, LPSECURITY_ATTRIBUTES, DWOR
     }
     HostPath path;
     if (!path.assign(devicePath)) return INVALID_HANDLE_VALUE;
-    const int descriptor = open(path.cStr(), O_RDONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    constexpr int FLAGS = O_RDONLY | O_CREAT | O_EXCL | O_CLOEXEC;
+    const int descriptor = untilDone([&path] { return open(path.cStr(), FLAGS, 0666); });
     if (descriptor < 0) {
         fail(creationError());
         return INVALID_HANDLE_VALUE;
     }
     HANDLE handle = makeDescriptorObject(HandleKind::file, descriptor);
-    return handle != nullptr ? handle : INVALID_HANDLE_VALUE;
+    if (handle != nullptr) return handle;
+    unlink(path.cStr());
+    return INVALID_HANDLE_VALUE;
 }

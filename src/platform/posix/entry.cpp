@@ -8,6 +8,7 @@
 #include <new>
 
 #include "platform/platform.h"
+#include "platform/posix/interrupted.h"
 
 namespace {
 
@@ -15,7 +16,7 @@ namespace {
 void openStandardStreams() {
     int descriptor;
     do {
-        descriptor = open("/dev/null", O_RDWR);
+        descriptor = ovpatch::posix::untilDone([] { return open("/dev/null", O_RDWR); });
     } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
     if (descriptor >= 0) close(descriptor);
 }

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "platform/posix/errors.h"
+#include "platform/posix/interrupted.h"
 
 namespace ovpatch::posix {
 
@@ -54,13 +55,17 @@ bool FileReplacement::buildTemporaryPath() {
 bool FileReplacement::create(int access, mode_t permissions, bool exactPermissions) {
     do {
         if (!buildTemporaryPath()) return fail(ERROR_FILENAME_EXCED_RANGE);
-        descriptor_ = open(temporary_, access | O_CREAT | O_EXCL | O_CLOEXEC, permissions & PERMISSIONS);
+        descriptor_ = untilDone([=] {
+            return open(temporary_, access | O_CREAT | O_EXCL | O_CLOEXEC, permissions & PERMISSIONS);
+        });
     } while (descriptor_ < 0 && errno == EEXIST);
     if (descriptor_ < 0) return errno == ENOENT ? fail(ERROR_PATH_NOT_FOUND) : failFromErrno();
 
-    // Only a privileged process can give a file away; for any other the new file is its own.
-    if (exists_ && !isOwnedByThisProcess(status_) && fchown(descriptor_, status_.st_uid, status_.st_gid) != 0)
-        errno = 0;
+    if (exists_ && !isOwnedByThisProcess(status_) && !giveToOwner()) {
+        failFromErrno();
+        abandon();
+        return false;
+    }
     // The umask is the agent's to change, and a directory may have rules of its own.
     struct stat made;
     if (!exactPermissions) return true;
@@ -73,11 +78,18 @@ bool FileReplacement::create(int access, mode_t permissions, bool exactPermissio
     return false;
 }
 
+// Only a privileged process can give a file away, and only on some file systems; for any other the new file
+// is its own.
+bool FileReplacement::giveToOwner() {
+    if (fchown(descriptor_, status_.st_uid, status_.st_gid) == 0) return true;
+    return errno == EPERM || errno == EINVAL || errno == ENOTSUP || errno == ENOSYS;
+}
+
 bool FileReplacement::commit(bool mustBeNew) {
     const int descriptor = descriptor_;
     descriptor_ = -1;
     // Some file systems report a full disk only here.
-    bool done = close(descriptor) == 0;
+    bool done = closed(descriptor);
     if (done && mustBeNew)
         done = renameat2(AT_FDCWD, temporary_, AT_FDCWD, target_, RENAME_NOREPLACE) == 0;
     else if (done)

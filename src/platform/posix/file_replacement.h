@@ -45,6 +45,7 @@ public:
 private:
     bool resolveLink(const char* hostPath);
     bool buildTemporaryPath();
+    bool giveToOwner();
 
     char target_[PATH_MAX];
     char temporary_[PATH_MAX];

@@ -11,6 +11,7 @@
 #include "platform/posix/errors.h"
 #include "platform/posix/file_replacement.h"
 #include "platform/posix/host_path.h"
+#include "platform/posix/interrupted.h"
 
 namespace ovpatch::posix {
 
@@ -59,8 +60,7 @@ struct Stream {
 
 bool writeAll(Stream* stream, const char* bytes, std::size_t size) {
     while (size > 0 && !stream->writeFailed) {
-        const ssize_t written = write(stream->descriptor, bytes, size);
-        if (written < 0 && errno == EINTR) continue;
+        const ssize_t written = untilDone([=] { return write(stream->descriptor, bytes, size); });
         if (written < 0) {
             failFromErrno();
             stream->writeFailed = true;
@@ -82,10 +82,7 @@ ssize_t readStream(void* cookie, char* bytes, std::size_t size) {
     auto* stream = static_cast<Stream*>(cookie);
     if (!writeGathered(stream)) return -1;
     if (stream->atEnd) return 0;
-    ssize_t count;
-    do {
-        count = read(stream->descriptor, bytes, size);
-    } while (count < 0 && errno == EINTR);
+    const ssize_t count = untilDone([=] { return read(stream->descriptor, bytes, size); });
     if (count < 0) failFromErrno();
     // A short answer need not be the last: some file systems give what they have.
     stream->atEnd = count == 0;
@@ -124,7 +121,7 @@ int closeStream(void* cookie) {
     if (stream->replacing) {
         done = writeGathered(stream) && stream->replacement.commit(false);
     } else {
-        done = close(stream->descriptor) == 0 || failFromErrno();
+        done = closed(stream->descriptor) || failFromErrno();
         stream->descriptor = -1;
     }
     delete stream;
@@ -142,10 +139,10 @@ int openFlags(const StreamMode& mode) {
 bool openInPlace(Stream* stream, const char* hostPath, const StreamMode& mode, off_t* size) {
     const bool writing = mode.update || mode.kind == 'a';
     const int flags = openFlags(mode);
-    stream->descriptor = open(hostPath, flags);
+    stream->descriptor = untilDone([=] { return open(hostPath, flags); });
     if (stream->descriptor < 0 && errno == ENOENT && mode.kind == 'a') {
         // Exclusive, so that nothing is created through a link to nothing.
-        stream->descriptor = open(hostPath, flags | O_CREAT | O_EXCL, 0666);
+        stream->descriptor = untilDone([=] { return open(hostPath, flags | O_CREAT | O_EXCL, 0666); });
         if (stream->descriptor < 0 && errno == EEXIST) return fail(ERROR_ACCESS_DENIED);
     }
     if (stream->descriptor < 0) return failFromErrno(hostPath);

@@ -9,6 +9,7 @@
 
 #include "platform/posix/errors.h"
 #include "platform/posix/handle_object.h"
+#include "platform/posix/interrupted.h"
 
 namespace ovpatch::posix {
 
@@ -37,20 +38,17 @@ bool buildLockPath(LPCWSTR name, char (&path)[PATH_MAX]) {
 int openLockFile(const char* path) {
     constexpr int FLAGS = O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
     // A kernel that protects shared directories refuses O_CREAT on another user's file, even where it exists.
-    int descriptor = open(path, FLAGS);
+    int descriptor = untilDone([path] { return open(path, FLAGS); });
     if (descriptor >= 0 || errno != ENOENT) return descriptor;
-    descriptor = open(path, FLAGS | O_CREAT | O_EXCL, 0666);
-    if (descriptor < 0) return errno == EEXIST ? open(path, FLAGS) : -1;
+    descriptor = untilDone([path] { return open(path, FLAGS | O_CREAT | O_EXCL, 0666); });
+    if (descriptor < 0 && errno == EEXIST) return untilDone([path] { return open(path, FLAGS); });
+    if (descriptor < 0) return descriptor;
     fchmod(descriptor, 0666);  // other users' runs must be able to wait, whatever this one's umask is
     return descriptor;
 }
 
 bool lock(int descriptor, int operation) {
-    int result;
-    do {
-        result = flock(descriptor, operation);
-    } while (result != 0 && errno == EINTR);
-    return result == 0;
+    return untilDone([=] { return flock(descriptor, operation); }) == 0;
 }
 
 DescriptorObject* mutexOf(HANDLE handle) {
