@@ -2,10 +2,14 @@
 #include <link.h>
 #include <unistd.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <memory>
 
 #include "platform/posix/errors.h"
 #include "platform/posix/host_path.h"
+#include "platform/posix/library_file.h"
 
 namespace ovpatch::posix {
 
@@ -17,6 +21,13 @@ HMODULE load(const char* path, DWORD errorNumber) {
     HMODULE library = dlopen(path, BINDING);
     if (library == nullptr) fail(errorNumber);
     return library;
+}
+
+// Loads a file by a path, of which the host makes nothing else.
+HMODULE loadFile(const char* path) {
+    if (isWholeLibrary(path)) return load(path, ERROR_BAD_EXE_FORMAT);
+    fail(access(path, F_OK) == 0 ? ERROR_BAD_EXE_FORMAT : ERROR_MOD_NOT_FOUND);
+    return nullptr;
 }
 
 // The path of `name` in the program's own directory; false when the host does not tell it or it does not fit.
@@ -31,6 +42,23 @@ bool buildPathBesideProgram(const char* name, char (&path)[PATH_MAX]) {
     if (static_cast<std::size_t>(file - path) + size > sizeof path) return false;
     std::memcpy(file, name, size);
     return true;
+}
+
+// The path of `name` in the first of the directories that the host's loader searches, if one of them has it.
+bool findInSearchedDirectories(const char* name, char (&path)[PATH_MAX]) {
+    HMODULE program = dlopen(nullptr, BINDING);
+    Dl_serinfo head;
+    if (program == nullptr || dlinfo(program, RTLD_DI_SERINFOSIZE, &head) != 0) return false;
+    const std::unique_ptr<void, void (*)(void*)> block(std::malloc(head.dls_size), std::free);
+    auto* info = static_cast<Dl_serinfo*>(block.get());
+    if (info == nullptr) return false;
+    *info = head;
+    if (dlinfo(program, RTLD_DI_SERINFO, info) != 0) return false;
+    for (unsigned i = 0; i < info->dls_cnt; ++i) {
+        const int length = std::snprintf(path, sizeof path, "%s/%s", info->dls_serpath[i].dls_name, name);
+        if (length > 0 && length < PATH_MAX && access(path, F_OK) == 0) return true;
+    }
+    return false;
 }
 
 // Bytes of an entry's name; false when it does not fit or cannot be converted.
@@ -61,13 +89,11 @@ HMODULE LoadLibraryW(LPCWSTR devicePath) {
     }
     HostPath path;
     if (!path.assign(devicePath)) return nullptr;
-    if (path.lastName() != path.cStr()) {
-        const bool exists = access(path.cStr(), F_OK) == 0;
-        return load(path.cStr(), exists ? ERROR_BAD_EXE_FORMAT : ERROR_MOD_NOT_FOUND);
-    }
-    char beside[PATH_MAX];
-    if (buildPathBesideProgram(path.cStr(), beside) && access(beside, F_OK) == 0)
-        return load(beside, ERROR_BAD_EXE_FORMAT);
+    if (path.lastName() != path.cStr()) return loadFile(path.cStr());
+    char found[PATH_MAX];
+    if (buildPathBesideProgram(path.cStr(), found) && access(found, F_OK) == 0) return loadFile(found);
+    if (findInSearchedDirectories(path.cStr(), found)) return loadFile(found);
+    // What only the host's cache of libraries knows.
     return load(path.cStr(), ERROR_MOD_NOT_FOUND);
 }
 

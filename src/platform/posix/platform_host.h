@@ -159,7 +159,9 @@ HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTE
 // Loads a dynamic library with all its symbols bound, visible to nobody else. A name without a separator is
 // looked for beside the program, then where the host looks for libraries. Null on failure:
 // ERROR_MOD_NOT_FOUND (126) for an empty name and for a file that is not there, ERROR_BAD_EXE_FORMAT (193)
-// for a file that cannot be loaded. Each success is ended by one FreeLibrary.
+// for a file that cannot be loaded: also for what is no regular file, and for a library cut short, at which
+// the host's own loader would wait or end the process (one that only the host's cache of libraries knows is
+// left to that loader). Each success is ended by one FreeLibrary.
 HMODULE LoadLibraryW(LPCWSTR path);
 
 // Ends one LoadLibraryW. FALSE with ERROR_INVALID_HANDLE (6) for null.
