@@ -39,19 +39,21 @@ bool dropSecondName(const char* source, const char* target) {
     struct stat status;
     if (std::snprintf(aside, sizeof aside, "%s.ovp", source) >= PATH_MAX) return false;
     if (renameat2(AT_FDCWD, source, AT_FDCWD, aside, RENAME_NOREPLACE) != 0) return false;
-    if (lstat(target, &status) == 0) return unlink(aside) == 0;
+    if (lstat(target, &status) == 0 && unlink(aside) == 0) return true;
     rename(aside, source);
     return false;
 }
 
 }  // namespace
 
-bool platform::isLink(LPCWSTR devicePath) {
+bool platform::isLink(LPCWSTR devicePath, bool* link) {
     HostPath path;
     struct stat status;
     if (!path.assign(devicePath)) return false;
     path.stripTrailingSeparators();
-    return lstat(path.cStr(), &status) == 0 && S_ISLNK(status.st_mode);
+    if (lstat(path.cStr(), &status) != 0) return failFromErrno(path.cStr());
+    *link = S_ISLNK(status.st_mode);
+    return true;
 }
 
 bool platform::moveFileOver(LPCWSTR devicePath, LPCWSTR deviceTarget) {
