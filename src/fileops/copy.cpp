@@ -2,6 +2,7 @@
 
 #include "fileops/dir_listing.h"
 #include "fileops/file_tests.h"
+#include "fileops/look_failure.h"
 #include "fileops/make_directory.h"
 #include "fileops/paths.h"
 #include "fileops/remove.h"
@@ -43,8 +44,22 @@ ByteString normalized(const char* path) {
 }
 
 // Puts a separator behind a directory that has none, so that from there on the end of a path tells its kind.
-void closeDirectory(ByteString& path) {
-    if (!endsWithSeparator(path.cStr()) && isDirectory(path.cStr())) path.append("\\");
+// False when the device cannot tell.
+bool closeDirectory(ByteString& path) {
+    bool known = true;
+    if (!endsWithSeparator(path.cStr()) && isDirectory(path.cStr(), &known)) path.append("\\");
+    if (!known) tellLookFailure(path.cStr(), GetLastError());
+    return known;
+}
+
+enum class Target { NEW, FILE, UNKNOWN };
+
+Target lookAtTarget(const char* target) {
+    bool known = true;
+    if (fileExists(target, &known)) return Target::FILE;
+    if (known) return Target::NEW;
+    tellLookFailure(target, GetLastError());
+    return Target::UNKNOWN;
 }
 
 // Whether two paths are those of a file and a file name, told alike by the device and by our code page.
@@ -90,6 +105,7 @@ std::int32_t copyLevel(const ByteString& source, const ByteString& target, const
     std::int32_t answer = ensureDirectory(target, copying);
     if (answer != FILEOP_OK) return answer;
     DirListing listing(source.cStr());
+    if (!listing.isComplete()) return FILEOP_COPY_FAILED;
     while (answer == FILEOP_OK && listing.hasNext()) {
         const ByteString entry = listing.nextPath();
         if (listing.lastIsDirectory()) continue;
@@ -103,6 +119,7 @@ std::int32_t copyTree(const ByteString& source, const ByteString& parentTarget, 
 // Copies what a listing on `source` brings into the existing directory `target`.
 std::int32_t copyEntries(const ByteString& source, const ByteString& target, const Copying& copying) {
     DirListing listing(source.cStr());
+    if (!listing.isComplete()) return FILEOP_COPY_FAILED;
     const ByteString pattern = listing.pattern();
     while (listing.hasNext()) {
         ByteString entry = listing.nextPath();
@@ -143,8 +160,7 @@ std::int32_t startCopy(const char* source, const char* target, const Copying& co
     ByteString from = normalized(source);
     ByteString to = normalized(target);
     if (copying.record == nullptr && copying.overwrite && copyAtOnce(from, to)) return FILEOP_OK;
-    closeDirectory(from);
-    closeDirectory(to);
+    if (!closeDirectory(from) || !closeDirectory(to)) return FILEOP_COPY_FAILED;
     return work(from, to, copying);
 }
 
@@ -158,11 +174,12 @@ std::int32_t copyOneFile(const char* source, const char* target, bool overwrite,
     // What can be opened under a name without a separator behind it is no directory.
     const bool isClosed = endsWithSeparator(target);
     const bool existenceCounts = record != nullptr || !overwrite;
-    bool exists = existenceCounts && !isClosed && fileExists(target);
-    if (!exists && isDirectory(target)) return FILEOP_NO_DIRECTORY;
-    if (existenceCounts && isClosed) exists = fileExists(target);
-    if (exists && !overwrite) return FILEOP_TARGET_EXISTS;
-    setFileOperation(record, exists ? FILEOP_COPY_OVERWRITE : FILEOP_COPY_NEW);
+    Target found = existenceCounts && !isClosed ? lookAtTarget(target) : Target::NEW;
+    if (found == Target::NEW && isDirectory(target)) return FILEOP_NO_DIRECTORY;
+    if (existenceCounts && isClosed) found = lookAtTarget(target);
+    if (found == Target::UNKNOWN) return FILEOP_COPY_FAILED;
+    if (found == Target::FILE && !overwrite) return FILEOP_TARGET_EXISTS;
+    setFileOperation(record, found == Target::FILE ? FILEOP_COPY_OVERWRITE : FILEOP_COPY_NEW);
 
     const std::int32_t answer = callBefore(callback, record);
     if (answer != FILEOP_GO_ON) return answer == FILEOP_SKIP ? FILEOP_OK : answer;

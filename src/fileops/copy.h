@@ -2,8 +2,10 @@
 //
 // Common to all: `source` and `target` are paths; null or empty ones give FILEOP_BAD_PARAMETER. `overwrite`
 // allows a copy onto an existing file. `callback` and `record` may be null (see file_op.h). The answer is 0
-// or the first other code, which ends the operation; what was copied until then stays. A target that ends in
-// a separator or is a directory takes the files in; any other target is a file name.
+// or the first other code, which ends the operation; what was copied until then stays. FILEOP_COPY_FAILED
+// also when the device cannot look at a target or cannot read a directory of the source to its end: none of
+// its files is copied then, and the log tells it (look_failure.h). A missing directory has no files. A target
+// that ends in a separator or is a directory takes the files in; any other target is a file name.
 #ifndef OVPATCH_FILEOPS_COPY_H
 #define OVPATCH_FILEOPS_COPY_H
 

@@ -9,6 +9,8 @@
 
 namespace ovpatch {
 
+class DirectoryEntries;
+
 // `byte`, or the small letter for one of "A" to "Z".
 char asciiLower(char byte);
 
@@ -25,8 +27,12 @@ bool matchWildcard(const char* wildcard, const char* name);
 class DirListing {
 public:
     // `path` is a directory, with or without a separator at its end, or a path whose last part is the
-    // pattern; null counts as empty, which lists the working directory. What cannot be read has no entries.
+    // pattern; null counts as empty, which lists the working directory. What is missing has no entries.
     explicit DirListing(const char* path);
+
+    // Whether the listing has all entries. False where the device could not read the directory to its end, or
+    // there was no memory for the names: the listing is then empty, and that has been told (look_failure.h).
+    bool isComplete() const { return isComplete_; }
 
     // Whether nextPath has another path to give.
     bool hasNext() const { return cursor_ < names_.end(); }
@@ -42,13 +48,16 @@ public:
 
 private:
     void read();
-    void dropCaseVariants();
+    bool addMatching(DirectoryEntries* entries);
+    bool dropCaseVariants();
+    void fail(const ByteString& path, std::uint32_t number);
 
     ByteString directory_;  // ends in "\", or empty
     ByteString pattern_;
     EntryNames names_;
     EntryNames::Position cursor_ = 0;
     bool lastIsDirectory_ = false;
+    bool isComplete_ = true;
 };
 
 }  // namespace ovpatch

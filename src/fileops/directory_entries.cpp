@@ -21,9 +21,13 @@ std::uint32_t unitsOf(const WCHAR* text) {
 
 DirectoryEntries::DirectoryEntries(const ByteString& directory) : directory_(directory) {
     const WidePath query((directory + "*").cStr());
-    if (!query.fits()) return;
+    if (!query.fits()) {
+        error_ = ERROR_FILENAME_EXCED_RANGE;
+        return;
+    }
     directoryUnits_ = query.length() - 1;
     search_ = FindFirstFileW(query.text(), &entry_);
+    if (search_ == INVALID_HANDLE_VALUE) noteError(GetLastError());
 }
 
 DirectoryEntries::~DirectoryEntries() {
@@ -34,9 +38,18 @@ bool DirectoryEntries::next() {
     if (search_ == INVALID_HANDLE_VALUE) return false;
     while (atFirst_ || FindNextFileW(search_, &entry_) != FALSE) {
         atFirst_ = false;
-        if (readName() && std::strcmp(name_, ".") != 0 && std::strcmp(name_, "..") != 0) return true;
+        if (!readName()) {
+            error_ = ERROR_NO_UNICODE_TRANSLATION;
+        } else if (std::strcmp(name_, ".") != 0 && std::strcmp(name_, "..") != 0) {
+            return true;
+        }
     }
+    noteError(GetLastError());
     return false;
+}
+
+void DirectoryEntries::noteError(DWORD number) {
+    if (number != ERROR_NO_MORE_FILES && !platform::tellsMissing(number)) error_ = number;
 }
 
 bool DirectoryEntries::isDirectory() const {

@@ -10,7 +10,7 @@ namespace ovpatch {
 // Answers of the operations. A callback's own value is handed on unchanged.
 constexpr std::int32_t FILEOP_OK = 0;              // done, or skipped by the callback, or nothing matched
 constexpr std::int32_t FILEOP_BAD_PARAMETER = -1;  // an unusable path, or the device would not delete
-constexpr std::int32_t FILEOP_COPY_FAILED = -4;    // the device would not copy
+constexpr std::int32_t FILEOP_COPY_FAILED = -4;    // the device would not copy, or not tell what there is
 constexpr std::int32_t FILEOP_NO_DIRECTORY = -5;   // a copy's target is a directory, or one cannot be made
 constexpr std::int32_t FILEOP_TARGET_EXISTS = -6;  // the target exists and must not be overwritten
 

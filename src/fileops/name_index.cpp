@@ -1,6 +1,8 @@
 #include "fileops/name_index.h"
 
+#include <algorithm>
 #include <cstring>
+#include <new>
 
 #include "fileops/dir_listing.h"
 #include "fileops/directory_entries.h"
@@ -37,8 +39,9 @@ bool NameIndex::canMatch(const char* path) {
     ByteString directory;
     ByteString name;
     splitPath(path, directory, name);
-    if (!isRead_ || directory_.compare(directory.cStr()) != 0) read(directory);
-    return findSlot(name.cStr(), false) < slots_.size();
+    const bool isKnown = isRead_ && directory_.compare(directory.cStr()) == 0;
+    if (!isKnown && !read(directory)) return true;
+    return findSlot(name.cStr(), false) < slotCount_;
 }
 
 bool NameIndex::knowsMissing(const char* path) const {
@@ -46,7 +49,7 @@ bool NameIndex::knowsMissing(const char* path) const {
     ByteString directory;
     ByteString name;
     splitPath(path, directory, name);
-    return directory_.compare(directory.cStr()) == 0 && findSlot(name.cStr(), false) == slots_.size();
+    return directory_.compare(directory.cStr()) == 0 && findSlot(name.cStr(), false) == slotCount_;
 }
 
 void NameIndex::forget(const char* path) {
@@ -56,27 +59,34 @@ void NameIndex::forget(const char* path) {
     splitPath(path, directory, name);
     if (directory_.compare(directory.cStr()) != 0) return;
     const std::size_t slot = findSlot(name.cStr(), true);
-    if (slot < slots_.size()) slots_[slot] = FORGOTTEN_SLOT;
+    if (slot < slotCount_) slots_[slot] = FORGOTTEN_SLOT;
 }
 
-void NameIndex::read(const ByteString& directory) {
+// False when the directory cannot be read whole, or without memory.
+bool NameIndex::read(const ByteString& directory) {
+    isRead_ = false;
     names_.clear();
     DirectoryEntries entries(directory);
-    while (entries.next())
-        names_.add(entries.name(), entries.isDirectory());
+    while (entries.next()) {
+        if (!names_.add(entries.name(), entries.isDirectory())) return false;
+    }
+    if (entries.error() != ERROR_SUCCESS) return false;
 
-    std::size_t size = 16;
-    while (size / 2 < names_.count())
-        size *= 2;
-    slots_.assign(size, FREE_SLOT);
+    slotCount_ = 16;
+    while (slotCount_ / 2 < names_.count())
+        slotCount_ *= 2;
+    slots_.reset(new (std::nothrow) EntryNames::Position[slotCount_]);
+    if (slots_ == nullptr) return false;
+    std::fill_n(slots_.get(), slotCount_, FREE_SLOT);
     for (EntryNames::Position at = 0; at < names_.end(); at = names_.next(at))
         addSlot(at);
     directory_ = directory;
     isRead_ = true;
+    return true;
 }
 
 void NameIndex::addSlot(EntryNames::Position position) {
-    const std::size_t mask = slots_.size() - 1;
+    const std::size_t mask = slotCount_ - 1;
     std::size_t slot = hashOf(names_.name(position)) & mask;
     while (slots_[slot] != FREE_SLOT)
         slot = (slot + 1) & mask;
@@ -84,13 +94,13 @@ void NameIndex::addSlot(EntryNames::Position position) {
 }
 
 std::size_t NameIndex::findSlot(const char* name, bool exactly) const {
-    const std::size_t mask = slots_.size() - 1;
+    const std::size_t mask = slotCount_ - 1;
     for (std::size_t slot = hashOf(name) & mask; slots_[slot] != FREE_SLOT; slot = (slot + 1) & mask) {
         if (slots_[slot] == FORGOTTEN_SLOT) continue;
         const char* known = names_.name(slots_[slot]);
         if (exactly ? std::strcmp(known, name) == 0 : equalNames(known, name)) return slot;
     }
-    return slots_.size();
+    return slotCount_;
 }
 
 }  // namespace ovpatch

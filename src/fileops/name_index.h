@@ -3,7 +3,7 @@
 #define OVPATCH_FILEOPS_NAME_INDEX_H
 
 #include <cstddef>
-#include <vector>
+#include <memory>
 
 #include "fileops/entry_names.h"
 #include "foundation/byte_string.h"
@@ -17,7 +17,8 @@ namespace ovpatch {
 class NameIndex {
 public:
     // Whether the directory of `path` has, or had when it was read, an entry whose name equals that of `path`
-    // without regard to ASCII case. `path` holds no wildcard and no "/", and does not end in a separator.
+    // without regard to ASCII case. True as well when the directory could not be read. `path` holds no
+    // wildcard and no "/", and does not end in a separator.
     bool canMatch(const char* path);
 
     // Whether the directory of `path` is the one in memory and has no such entry: then there is nothing to
@@ -28,16 +29,17 @@ public:
     void forget(const char* path);
 
 private:
-    void read(const ByteString& directory);
+    bool read(const ByteString& directory);
     void addSlot(EntryNames::Position position);
-    // The slot of a name that equals `name`, in ASCII case too if `exactly`; slots_.size() if there is none.
+    // The slot of a name that equals `name`, in ASCII case too if `exactly`; slotCount_ if there is none.
     std::size_t findSlot(const char* name, bool exactly) const;
 
     bool isRead_ = false;
     ByteString directory_;
     EntryNames names_;
     // A hash table with open addressing: positions in names_, or one of the marks in the .cpp.
-    std::vector<EntryNames::Position> slots_;
+    std::unique_ptr<EntryNames::Position[]> slots_;
+    std::size_t slotCount_ = 0;  // a power of two
 };
 
 }  // namespace ovpatch

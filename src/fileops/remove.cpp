@@ -4,6 +4,7 @@
 
 #include "fileops/dir_listing.h"
 #include "fileops/file_tests.h"
+#include "fileops/look_failure.h"
 #include "fileops/paths.h"
 #include "fileops/wide_path.h"
 #include "foundation/byte_string.h"
@@ -26,7 +27,8 @@ enum class Kind {
     FILE_OR_OTHER,
     DIRECTORY,
     MISSING,
-    UNKNOWN,  // not to be settled by one question about one path
+    LOOK_FAILED,  // the device could not tell
+    UNKNOWN,      // not to be settled by one question about one path
 };
 
 std::int32_t removeTreeOf(const ByteString& path, const Removal& removal);
@@ -49,8 +51,14 @@ Kind kindOf(const ByteString& path) {
     if (!isPlainName(path)) return Kind::UNKNOWN;
     const WidePath wide(path.cStr());
     const DWORD attributes = wide.fits() ? GetFileAttributesW(wide.text()) : INVALID_FILE_ATTRIBUTES;
-    if (attributes == INVALID_FILE_ATTRIBUTES) return Kind::MISSING;
-    return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? Kind::DIRECTORY : Kind::FILE_OR_OTHER;
+    if (attributes != INVALID_FILE_ATTRIBUTES) {
+        return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? Kind::DIRECTORY : Kind::FILE_OR_OTHER;
+    }
+    if (!wide.fits() || platform::tellsMissing(GetLastError())) return Kind::MISSING;
+    // A link in a circle is removed as any other.
+    if (GetLastError() == ERROR_CANT_RESOLVE_FILENAME) return Kind::FILE_OR_OTHER;
+    tellLookFailure(path.cStr(), GetLastError());
+    return Kind::LOOK_FAILED;
 }
 
 bool removeFromDevice(const char* path, bool directory) {
@@ -90,6 +98,7 @@ bool isMissingInAnyCase(const ByteString& path, const Removal& removal) {
 // Removes what a listing on `path` brings and the pattern matches.
 std::int32_t removeListed(const ByteString& path, bool withTrees, const Removal& removal) {
     DirListing listing(path.cStr());
+    if (!listing.isComplete()) return FILEOP_COPY_FAILED;
     const ByteString pattern = listing.pattern();
     while (listing.hasNext()) {
         const ByteString entry = listing.nextPath();
@@ -106,7 +115,9 @@ std::int32_t removeListed(const ByteString& path, bool withTrees, const Removal&
 std::int32_t removeDirectoryTree(const ByteString& directory, const Removal& removal) {
     // What a link leads to must not be emptied.
     const WidePath wide(directory.cStr());
-    if (wide.fits() && platform::isLink(wide.text())) return removeObject(directory.cStr(), true, removal);
+    bool link = false;
+    if (wide.fits() && !platform::isLink(wide.text(), &link)) return FILEOP_BAD_PARAMETER;
+    if (link) return removeObject(directory.cStr(), true, removal);
     // An empty directory goes at once.
     if (!removal.isAsked() && removeObject(directory.cStr(), true, removal) == FILEOP_OK) return FILEOP_OK;
     // Behind half a character, in our code page, the separator would be none.
@@ -125,14 +136,17 @@ std::int32_t removeTreeOf(const ByteString& path, const Removal& removal) {
         wasClosed = true;
     if (!wasClosed && removeAtOnce(bare, removal)) return FILEOP_OK;
     const Kind kind = kindOf(bare);
+    if (kind == Kind::LOOK_FAILED) return FILEOP_BAD_PARAMETER;
     if (kind == Kind::DIRECTORY) return removeDirectoryTree(bare, removal);
     if (kind != Kind::UNKNOWN && wasClosed) return FILEOP_OK;
     if (kind == Kind::FILE_OR_OTHER) return removeObject(bare.cStr(), false, removal);
     if (kind == Kind::MISSING && isMissingInAnyCase(bare, removal)) return FILEOP_OK;
 
     const std::int32_t answer = removeListed(path, true, removal);
-    if (answer != FILEOP_OK || !isDirectory(bare.cStr())) return answer;
-    return removeObject(bare.cStr(), true, removal);
+    if (answer != FILEOP_OK) return answer;
+    bool known = true;
+    if (isDirectory(bare.cStr(), &known)) return removeObject(bare.cStr(), true, removal);
+    return known ? FILEOP_OK : FILEOP_BAD_PARAMETER;
 }
 
 }  // namespace
@@ -160,6 +174,7 @@ std::int32_t unlink(const char* path, FileOpCallback callback, FileOpRecord* rec
 
     if (removeAtOnce(bare, removal)) return FILEOP_OK;
     const Kind kind = kindOf(bare);
+    if (kind == Kind::LOOK_FAILED) return FILEOP_BAD_PARAMETER;
     if (kind == Kind::DIRECTORY || (kind == Kind::UNKNOWN && isDirectory(bare.cStr()))) {
         return removeObject(bare.cStr(), true, removal);
     }

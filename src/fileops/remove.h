@@ -2,7 +2,8 @@
 //
 // Common to all: a null or empty path gives FILEOP_BAD_PARAMETER, and so does a removal that the device
 // refuses; nothing is retried. `callback` and `record` may be null (see file_op.h). The answer is 0 or the
-// first other code, which ends the operation; what was removed until then is gone. What is not there is no
+// first other code, which ends the operation; what was removed until then is gone. FILEOP_COPY_FAILED when
+// the device cannot read a directory to its end: none of its entries is removed then. What is not there is no
 // failure of unlink and removeTree. The lone separator, the root of everything, gives FILEOP_BAD_PARAMETER
 // in these two.
 #ifndef OVPATCH_FILEOPS_REMOVE_H

@@ -36,11 +36,18 @@ namespace platform {
 // the file only on the other streams. On Windows, as on the device, such a file is emptied when it is opened.
 std::FILE* fopen(const char* path, const char* mode);
 
-// Whether fopen(path, "rb") would succeed, at less cost. GetLastError says nothing about the answer.
+// Whether fopen(path, "rb") would succeed, at less cost. False with the device's number in GetLastError: that
+// nothing is there (see tellsMissing), that what is there cannot be read (5), or that the host could not
+// look.
 bool canOpenForReading(const char* path);
 
-// Whether the name is a link to something else rather than the thing itself. A removal takes the link.
-bool isLink(LPCWSTR path);
+// Whether a number of GetLastError tells that there is nothing of that name, or can be nothing. After any
+// other number there may be something.
+bool tellsMissing(DWORD number);
+
+// Whether the name is a link to something else rather than the thing itself, which goes into `link`. A
+// removal takes the link. False, with the device's number in GetLastError, when the host cannot tell.
+bool isLink(LPCWSTR path, bool* link);
 
 // Does in one step what CopyFileW of `source` over `target` and DeleteFileW of `source` would do, where that
 // leaves just the same behind; the target may be missing. False when the host has no such step or the files

@@ -27,9 +27,12 @@ BOOL RemoveDirectoryW(LPCWSTR devicePath) {
     struct stat status;
     if (lstat(path.cStr(), &status) != 0) return failFromErrno(path.cStr());
     // A link whose directory went before it is one to a directory still.
-    const bool isLink = S_ISLNK(status.st_mode);
-    if (!isLink || (stat(path.cStr(), &status) == 0 && !S_ISDIR(status.st_mode)))
-        return fail(ERROR_DIRECTORY);
+    if (!S_ISLNK(status.st_mode)) return fail(ERROR_DIRECTORY);
+    if (stat(path.cStr(), &status) == 0) {
+        if (!S_ISDIR(status.st_mode)) return fail(ERROR_DIRECTORY);
+    } else if (errno != ENOENT && errno != ENOTDIR && errno != ELOOP) {
+        return failFromErrno();
+    }
     return unlink(path.cStr()) == 0 ? TRUE : failFromErrno(path.cStr());
 }
 

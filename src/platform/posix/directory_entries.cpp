@@ -60,10 +60,13 @@ bool DirectoryEntries::add(const char* name, bool isDirectory) {
 }
 
 bool DirectoryEntries::read(const char* hostDirectory) {
-    DIR* directory = opendir(hostDirectory);
+    DIR* directory;
+    do {
+        directory = opendir(hostDirectory);
+    } while (directory == nullptr && errno == EINTR);
     if (directory == nullptr) return errno == ENOENT ? fail(ERROR_PATH_NOT_FOUND) : failFromErrno();
     // Where entries may be listed but not looked at, none is known to be a directory.
-    const bool searchable = faccessat(dirfd(directory), ".", X_OK, AT_EACCESS) == 0;
+    const bool searchable = faccessat(dirfd(directory), ".", X_OK, AT_EACCESS) == 0 || errno != EACCES;
     bool complete = false;
     for (;;) {
         errno = 0;

@@ -79,6 +79,19 @@ BOOL failFromErrno(const char* hostPath) {
 
 }  // namespace ovpatch::posix
 
+bool platform::tellsMissing(DWORD number) {
+    switch (number) {
+        case ERROR_FILE_NOT_FOUND:
+        case ERROR_PATH_NOT_FOUND:
+        case ERROR_INVALID_NAME:
+        case ERROR_FILENAME_EXCED_RANGE:
+        case ERROR_NO_UNICODE_TRANSLATION:
+            return true;
+        default:
+            return false;
+    }
+}
+
 DWORD GetLastError() {
     return ovpatch::posix::lastError;
 }

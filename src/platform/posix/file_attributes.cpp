@@ -2,8 +2,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 #include "platform/posix/errors.h"
 #include "platform/posix/host_path.h"
+#include "platform/posix/interrupted.h"
 
 using namespace ovpatch::posix;
 
@@ -19,9 +22,27 @@ DWORD GetFileAttributesW(LPCWSTR devicePath) {
     return (status.st_mode & S_IWUSR) == 0 ? FILE_ATTRIBUTE_READONLY : FILE_ATTRIBUTE_NORMAL;
 }
 
+namespace {
+
+// Where a permission is missing the host says EACCES. EPERM comes from a guard that forbids the question.
+bool failLook(const char* hostPath) {
+    return errno == EPERM ? fail(ERROR_GEN_FAILURE) : failFromErrno(hostPath);
+}
+
+}  // namespace
+
 bool platform::canOpenForReading(const char* deviceText) {
     HostPath path;
     struct stat status;
-    return path.assign(deviceText) && stat(path.cStr(), &status) == 0 && S_ISREG(status.st_mode) &&
-           faccessat(AT_FDCWD, path.cStr(), R_OK, AT_EACCESS) == 0;
+    if (!path.assign(deviceText)) return false;
+    if (stat(path.cStr(), &status) != 0) return failLook(path.cStr());
+    if (!S_ISREG(status.st_mode)) return fail(ERROR_ACCESS_DENIED);
+    if (faccessat(AT_FDCWD, path.cStr(), R_OK, AT_EACCESS) == 0) return true;
+    if (errno == EACCES) return failLook(path.cStr());
+    // The question itself has failed. Opening answers it too.
+    constexpr int FLAGS = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    const int descriptor = untilDone([&path] { return open(path.cStr(), FLAGS); });
+    if (descriptor < 0) return failLook(path.cStr());
+    close(descriptor);
+    return true;
 }

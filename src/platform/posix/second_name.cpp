@@ -79,7 +79,7 @@ bool platform::giveSecondName(LPCWSTR devicePath, LPCWSTR newName) {
     struct stat status;
     if (!file.assign(devicePath) || !name.assign(newName)) return false;
     if (lstat(file.cStr(), &status) != 0) return failFromErrno(file.cStr());
-    if (!isPlainFile(status, 1)) return fail(ERROR_NOT_SUPPORTED);
+    if (!isPlainFile(status, 1) || !isWritable(status)) return fail(ERROR_NOT_SUPPORTED);
     if (link(file.cStr(), name.cStr()) == 0) return true;
     return errno == EEXIST ? fail(ERROR_FILE_EXISTS) : failFromErrno(name.cStr());
 }

@@ -2,9 +2,11 @@
 // content, and a device has neither.
 #include "platform/platform.h"
 
-bool platform::isLink(LPCWSTR path) {
+bool platform::isLink(LPCWSTR path, bool* link) {
     const DWORD attributes = GetFileAttributesW(path);
-    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+    if (attributes == INVALID_FILE_ATTRIBUTES) return false;
+    *link = (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+    return true;
 }
 
 bool platform::moveFileOver(LPCWSTR, LPCWSTR) {
