@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "fileops/copy.h"
+#include "fileops/file_tests.h"
 #include "fileops/paths.h"
 #include "fileops/remove.h"
 #include "foundation/bounded.h"
@@ -154,9 +155,16 @@ std::int32_t saveOverwritten(const char* targetPath, const ItemCopyContext& cont
                                       context.takenNames);
     }
     if (outcome == Saved::NO_NAME) return fail("crtUniFile failed.");
-    // The update goes on without a copy that could not be made. But what is left of it must go, or an undo
-    // would put it in the place of the file; its name stays taken.
-    if (outcome == Saved::EMPTY) unlink(saved, nullptr, nullptr);
+    if (outcome == Saved::EMPTY) {
+        // A file that is there and has no copy could not be put back.
+        bool known = true;
+        if (pathExists(targetPath, &known) || !known) {
+            dropSavedCopy(context, saved, true);
+            return fail("the old file cannot be saved.");
+        }
+        // Of a file that has gone meanwhile there is nothing to put back; the name of its copy stays taken.
+        unlink(saved, nullptr, nullptr);
+    }
     return noteWritten(context, targetPath, saved);
 }
 
