@@ -78,7 +78,7 @@ int InputFileStream::get() {
     }
     const int byte = std::fgetc(file_);
     if (byte != EOF) return byte;
-    state_ |= STATE_EOF;
+    state_ |= std::ferror(file_) != 0 ? STATE_BAD : STATE_EOF;
     return -1;
 }
 

@@ -13,7 +13,7 @@ namespace ovpatch {
 // The bits of a stream's state.
 constexpr std::uint32_t STATE_EOF = 1;   // a read at the end of the file; a flush that failed
 constexpr std::uint32_t STATE_FAIL = 2;  // an open or a close that failed
-constexpr std::uint32_t STATE_BAD = 4;   // an operation without an open file; a write that failed
+constexpr std::uint32_t STATE_BAD = 4;   // an operation without an open file; a read or write that failed
 
 // The bits of an open mode.
 constexpr std::uint32_t MODE_IN = 1;
@@ -57,7 +57,8 @@ public:
     InputFileStream(const char* fileName, std::uint32_t mode);
     ~InputFileStream() override;
 
-    // The next byte, 0 to 255. -1 at the end of the file (STATE_EOF) and without an open file (STATE_BAD).
+    // The next byte, 0 to 255. -1 at the end of the file (STATE_EOF), and without an open file and where it
+    // cannot be read on (STATE_BAD).
     int get();
 };
 

@@ -5,6 +5,7 @@
 #include "fileops/code_page.h"
 #include "foundation/file_stream.h"
 #include "foundation/out_of_memory.h"
+#include "platform/platform.h"
 
 namespace ovpatch {
 
@@ -48,6 +49,7 @@ IniSection* newSection(const ByteString& name, bool caseSensitive) {
 KxIniUtil::KxIniUtil(const char* fileName, char commentChar, bool caseSensitive)
     : dirty_(false),
       readOnly_(isBlankName(fileName)),
+      unreadable_(false),
       caseSensitive_(caseSensitive),
       commentChar_(static_cast<signed char>(commentChar)),
       fileName_(fileName),
@@ -58,12 +60,9 @@ KxIniUtil::KxIniUtil(const char* fileName, char commentChar, bool caseSensitive)
 }
 
 KxIniUtil::~KxIniUtil() {
-    if (dirty_ && !readOnly_) save();
-    while (firstSection_ != nullptr) {
-        IniSection* const section = firstSection_;
-        firstSection_ = section->next;
-        delete section;
-    }
+    if (dirty_ && !readOnly_ && !unreadable_) save();
+    clear();
+    delete firstSection_;
 }
 
 const char* KxIniUtil::getValue(const char* section, const char* key) const {
@@ -133,7 +132,9 @@ int KxIniUtil::saveAs(const char* fileName) const {
         section->write(stream);
     }
     stream << trailingText_;
-    return 1;
+    const bool isWritten = !stream.isBad() && !stream.isEof();
+    stream.close();
+    return isWritten && !stream.isFail() ? 1 : 0;
 }
 
 void KxIniUtil::setReadOnly() {
@@ -142,7 +143,16 @@ void KxIniUtil::setReadOnly() {
 
 void KxIniUtil::load() {
     InputFileStream stream(fileName_.cStr(), MODE_IN | MODE_BINARY);
-    if (stream.isFail()) return;
+    if (stream.isFail()) {
+        unreadable_ = !platform::tellsMissing(GetLastError());
+    } else if (!readLines(stream)) {
+        unreadable_ = true;
+        clear();
+    }
+}
+
+// False when the file could not be read to its end.
+bool KxIniUtil::readLines(InputFileStream& stream) {
     ByteString line;
     ByteString looseText;
     bool more = true;
@@ -157,6 +167,20 @@ void KxIniUtil::load() {
         if (more) looseText.appendChar(1, '\n');
     }
     trailingText_.assign(looseText);
+    return !stream.isBad();
+}
+
+// Leaves nothing but an empty head section.
+void KxIniUtil::clear() {
+    index_.clear();
+    while (firstSection_->next != nullptr) {
+        IniSection* const section = firstSection_->next;
+        firstSection_->next = section->next;
+        delete section;
+    }
+    firstSection_->clear();
+    lastSection_ = firstSection_;
+    trailingText_.assign("");
 }
 
 // Takes in a trimmed line with the loose text before it, unless it is loose text itself. The text is copied

@@ -24,14 +24,19 @@ namespace ovpatch {
 // When memory runs out the process ends (see outOfMemory).
 class KxIniUtil {
 public:
-    // Reads `fileName`. A file that cannot be opened gives an empty document, which nothing tells but its
-    // lookups. With a null or empty name the document lives in memory only and is read-only. Lines that
-    // begin with `commentChar` are comments.
+    // Reads `fileName`. A file that is missing gives an empty document, which nothing tells but its lookups,
+    // and so does one that cannot be read, see isUnreadable. With a null or empty name the document lives in
+    // memory only and is read-only. Lines that begin with `commentChar` are comments.
     KxIniUtil(const char* fileName, char commentChar, bool caseSensitive);
-    // Saves a document that was changed, unless it is read-only; a failure passes unseen.
+    // Saves a document that was changed, unless it is read-only or its file unreadable; a failure passes
+    // unseen.
     ~KxIniUtil();
     KxIniUtil(const KxIniUtil&) = delete;
     KxIniUtil& operator=(const KxIniUtil&) = delete;
+
+    // Whether the file is there, or may be, and could not be read to its end. The document is empty then, for
+    // nothing less than the whole of the file may be taken for it, and only save and saveAs write it.
+    bool isUnreadable() const { return unreadable_; }
 
     // The value of the key, owned by the document and good until its line is changed or deleted. Null when
     // `key` is null or empty and when the section or the key isn't there; an empty text for an empty value.
@@ -59,8 +64,8 @@ public:
     // As saveAs with the name that the document was made with.
     int save() const;
 
-    // Writes the document. Answers 1 when the file could be opened, even if writing then failed, and 0
-    // otherwise, also for a null or empty name. The document stays changed and keeps its own name.
+    // Writes the document. Answers 1 when all of it was written, and 0 otherwise, also for a null or empty
+    // name. The document stays changed and keeps its own name.
     int saveAs(const char* fileName) const;
 
     // The destructor must not write.
@@ -68,12 +73,15 @@ public:
 
 private:
     void load();
+    bool readLines(InputFileStream& stream);
+    void clear();
     bool takeLine(const ByteString& line, const ByteString& looseText);
     IniSection* findSection(const char* name) const;
     IniSection& appendSection(const ByteString& name);
 
     bool dirty_;
     bool readOnly_;
+    bool unreadable_;
     bool caseSensitive_;
     signed char commentChar_;
     ByteString fileName_;

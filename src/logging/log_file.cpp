@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <initializer_list>
 
 #include "fileops/remove.h"
 #include "foundation/byte_string.h"
@@ -158,7 +159,12 @@ bool checkLogSize(const char* fileName) {
     recordsSinceCheck = 1;
     std::FILE* file = platform::fopen(fileName, "rb");
     if (file == nullptr) return true;
-    const bool isTooLarge = std::fseek(file, 0, SEEK_END) == 0 && std::ftell(file) > FILE_SIZE_LIMIT;
+    bool isTooLarge = false;
+    if (std::fseek(file, 0, SEEK_END) == 0) {
+        const long size = std::ftell(file);
+        // A size that cannot be told is larger than the number that would tell it.
+        isTooLarge = size > FILE_SIZE_LIMIT || size < 0;
+    }
     std::fclose(file);
     if (!isTooLarge) return false;
     unlink(fileName, nullptr, nullptr);

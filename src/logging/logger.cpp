@@ -4,11 +4,13 @@
 #include <new>
 
 #include "fileops/code_page.h"
+#include "fileops/look_failure.h"
 #include "fileops/make_directory.h"
 #include "fileops/paths.h"
 #include "foundation/patch_session.h"
 #include "ini/kx_ini_util.h"
 #include "logging/log_file.h"
+#include "logging/log_line.h"
 #include "logging/log_settings.h"
 
 namespace ovpatch {
@@ -48,6 +50,11 @@ void readHeadSection(const KxIniUtil& document) {
                                       : DEFAULT_EXTRACT_LIMIT;
 }
 
+// The operations on files stand below the log.
+void logLookFailure(const char* path, std::uint32_t number) {
+    OVPATCH_LOG_ERROR("kxovupdater", 9, "OvPatch: %s cannot be read, error %u.", path, number);
+}
+
 // Detaches a listener, destroys it and clears the pointer to it; null stays as it is.
 void retire(LogFileListener*& listener, void (*detach)(const LogListener*)) {
     if (listener == nullptr) return;
@@ -64,6 +71,7 @@ Logger::Logger(const char* baseDirectory) {
     if (CatURIWithFile(path, SETTINGS_PATH_LIMIT, baseDirectory, "ovcfg.ini") != 0) path[0] = '\0';
     KxIniUtil document(path, ';', false);
     document.setReadOnly();
+    isUnreadable_ = document.isUnreadable();
     readLogSettings(document);
     readHeadSection(document);
 }
@@ -84,9 +92,12 @@ void Logger::start() {
     infoListener_ = new (std::nothrow) LogFileListener;
     if (errorListener_ != nullptr) attachErrorListener(errorListener_, settings.level);
     if (infoListener_ != nullptr) attachInfoListener(infoListener_, settings.level);
+    setLookFailureListener(logLookFailure);
+    if (isUnreadable_) OVPATCH_LOG_ERROR("kxovupdater", 9, "OvPatch: ovcfg.ini cannot be read.");
 }
 
 void Logger::stop() {
+    setLookFailureListener(nullptr);
     retire(errorListener_, detachErrorListener);
     retire(infoListener_, detachInfoListener);
 }

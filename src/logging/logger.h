@@ -11,7 +11,8 @@ namespace ovpatch {
 class Logger {
 public:
     // Reads `ovcfg.ini` in `baseDirectory`: the log's settings, the code page and the extract limit of the
-    // session. A missing file or key means the default; without a `code_page` that begins with
+    // session. A missing file or key means the default, and so does a file that cannot be read, which start
+    // then tells in the log; without a `code_page` that begins with
     // a digit the code page stays as it is.
     explicit Logger(const char* baseDirectory);
     ~Logger();
@@ -25,6 +26,7 @@ public:
     void stop();
 
 private:
+    bool isUnreadable_ = false;  // the settings file
     LogFileListener* errorListener_ = nullptr;
     LogFileListener* infoListener_ = nullptr;
 };

@@ -25,6 +25,11 @@ bool join(char (&out)[OVPATCH_PATH_SIZE], const char* base, const char* file) {
     return false;
 }
 
+bool isKnownMissing(const char* path) {
+    bool known = true;
+    return !pathExists(path, &known) && known;
+}
+
 // The agent file's path with its extension replaced. The last point of the whole path counts, wherever it
 // stands, but never the very first byte. False when the result does not fit.
 bool agentIniPath(const char* patchAgentFile, char (&out)[OVPATCH_PATH_SIZE]) {
@@ -53,6 +58,8 @@ OldAgentStaging::OldAgentStaging(const char* destination, const char* patchAgent
     KxIniUtil sourceIni(sourceIniPath_, ';', false);
     sourceIni.setValue("MAIN", "SOURCE", sourceDirectory_);
     makeDirectory(sourceDirectory_, nullptr, nullptr);
+    // Whatever stood there is no concern of this run.
+    if (sourceIni.isUnreadable()) sourceIni.save();
     if (patchAgentFile != nullptr) layOutAgentIni(patchAgentFile);
 }
 
@@ -60,7 +67,7 @@ void OldAgentStaging::layOutAgentIni(const char* patchAgentFile) {
     join(rootAgentIniPath_, rootDirectory_, AGENT_INI_NAME);
     join(baseAgentIniPath_, patchSession().baseDirectory, AGENT_INI_NAME);
     char agentIni[OVPATCH_PATH_SIZE];
-    if (!agentIniPath(patchAgentFile, agentIni) || !pathExists(agentIni)) return;
+    if (!agentIniPath(patchAgentFile, agentIni) || isKnownMissing(agentIni)) return;
     copyFiles(agentIni, rootAgentIniPath_, true, nullptr, nullptr);
     copyFiles(agentIni, baseAgentIniPath_, true, nullptr, nullptr);
 }
@@ -68,9 +75,9 @@ void OldAgentStaging::layOutAgentIni(const char* patchAgentFile) {
 OldAgentStaging::~OldAgentStaging() {
     if (sourceIniPath_[0] != '\0') unlink(sourceIniPath_, nullptr, nullptr);
     if (sourceDirectory_[0] != '\0') removeTree(sourceDirectory_, nullptr, nullptr);
-    if (rootAgentIniPath_[0] != '\0' && pathExists(rootAgentIniPath_))
+    if (rootAgentIniPath_[0] != '\0' && !isKnownMissing(rootAgentIniPath_))
         unlink(rootAgentIniPath_, nullptr, nullptr);
-    if (baseAgentIniPath_[0] != '\0' && pathExists(baseAgentIniPath_))
+    if (baseAgentIniPath_[0] != '\0' && !isKnownMissing(baseAgentIniPath_))
         unlink(baseAgentIniPath_, nullptr, nullptr);
 }
 

@@ -17,6 +17,8 @@ void writeResult(const char* baseDirectory, std::int32_t result) {
         boundedSnprintf(text, sizeof text, "%d", result);
         document.deleteValue(nullptr, "result");
         document.addValue(nullptr, "result", text);
+        // The result counts for more than what else the file may have held.
+        if (document.isUnreadable()) document.save();
     }
     UPDATER_INFO(6, "writeResult: done.");
 }

@@ -66,6 +66,7 @@ std::int32_t runAction(const char* baseDirectory) {
         UPDATER_ERROR(6, "OvPatch: KxIniUtil failed.");
         return RESULT_NO_ACTION;
     }
+    if (manifest->isUnreadable()) UPDATER_ERROR(9, "OvPatch: %s cannot be read.", path);
     readLibraryName(*manifest, "OVLib", patchSession().ovLib);
     readLibraryName(*manifest, "SavLib", patchSession().savLib);
     readLibraryName(*manifest, "RstLib", patchSession().rstLib);
