@@ -1,6 +1,17 @@
 #include "foundation/tokenizer.h"
 
+#include "foundation/out_of_memory.h"
+
 namespace ovpatch {
+
+namespace {
+
+// A list without one of its pieces would be that of another text.
+void addPiece(StringList* pieces, const ByteString& piece) {
+    if (pieces->add(piece) == 0) outOfMemory("a list");
+}
+
+}  // namespace
 
 StringList splitString(const char* text, char separator) {
     StringList pieces;
@@ -10,10 +21,10 @@ StringList splitString(const char* text, char separator) {
     for (;;) {
         const std::uint32_t cut = whole.find(separator, start);
         if (cut == ByteString::NOT_FOUND) break;
-        pieces.add(whole.substr(start, cut - start));
+        addPiece(&pieces, whole.substr(start, cut - start));
         start = cut + 1;
     }
-    if (start < whole.length()) pieces.add(whole.substr(start));
+    if (start < whole.length()) addPiece(&pieces, whole.substr(start));
     return pieces;
 }
 
