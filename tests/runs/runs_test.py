@@ -8,13 +8,19 @@ import unittest
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path[:0] = [HERE, os.path.join(HERE, "../player")]
 from oracle import KEPT, judge, judge_again  # noqa: E402
-from player import (AGENTS, ENGINE, MANIFEST, PATTERN, PRODUCT, SUFFIX, WINDOWS, Device, Story, file,  # noqa: E402
+from player import (AGENTS, ENGINE, LOG, MANIFEST, PATTERN, PRODUCT, SUFFIX, WINDOWS, Device, Story, file,  # noqa: E402
                     read_file, with_directories)
 
 # The lines of level 9; all others have level 6.
 NINE = re.compile(r". (Old OV temp |Copy to old ov temp failed|Update(Ex)?: Call patchagent|(start|end)EachItem: unknown|"
                   r"rollback: patch agent refused|OvPatch: CatURIWithFile)")
+ITEMS = {"engine": ENGINE, "product": PRODUCT, "pattern": PATTERN}
 GONE = "gone"
+
+
+def lines_of(name):
+    with open(os.path.join(HERE, name)) as lines:
+        return [line.rstrip("\n") for line in lines if line.strip() and not line.startswith("#")]
 
 
 def words_of(action, generation):
@@ -110,21 +116,25 @@ class Rows(unittest.TestCase):
             found = any(record.startswith(line[3:]) for record in seen) if unwanted else line in seen
             self.assertNotEqual(found, unwanted, f"{line}\n\nnot among:\n" + "\n".join(seen))
 
-    def play(self, words, changes, result, lines, otherwise, action, generation):
+    def prepare(self, words, changes, action, generation):
+        """The story, and the tree of a device before its run."""
         layout, _, disturbance = changes.rpartition(";;")
         layout, disturbance = Changes(layout, generation), Changes(disturbance, generation)
-        items = (ENGINE, PRODUCT, PATTERN) if "three" in words else (ENGINE, PRODUCT)
+        items = [ITEMS[word] for word in words if word in ITEMS] or [ENGINE, PRODUCT, PATTERN][:2 + ("three" in words)]
         story = Story(*items, generation=generation, changes=layout.keys)
         tree = layout.apply(story.tree())
         if action == 1 or "after" in words:
             tree = self.after_update(story, tree)
         manifest = file(story.manifest({"common.action": action, **disturbance.keys}))
-        tree = disturbance.apply({**tree, MANIFEST: manifest})
+        return story, disturbance.apply({**tree, MANIFEST: manifest})
+
+    def play(self, words, changes, result, lines, otherwise, action, generation):
+        story, tree = self.prepare(words, changes, action, generation)
         self.device.lay(tree)
         outcome = self.device.run()
         allowed = {path: None if entry == GONE else entry for path, entry in Changes(otherwise).files}
-        mended = {{"Product": "1", "Engine": "2", "Pattern": "3"}[name]: path.replace("\\", "/") for name, path in
-                  re.findall(r"Get(\w+)Path \* rewrite (\S+)", disturbance.orders)}
+        mended = {ITEMS[name.lower()]["class"]: path.replace("\\", "/") for name, path in
+                  re.findall(r"Get(\w+)Path \* rewrite (\S+)", changes)}
         self.check(judge(tree, outcome, None if result == "none" else int(result), self.device.decode, allowed, mended),
                    outcome)
         self.check_records(lines, outcome)
@@ -135,8 +145,7 @@ class Rows(unittest.TestCase):
             self.check(judge_again(self.device, story, again), outcome)
 
     def test_rows(self):
-        with open(os.path.join(HERE, "rows.txt")) as rows:
-            rows = [row.rstrip("\n") for row in rows if row.strip() and not row.startswith("#")]
+        rows = lines_of("rows.txt")
         texts = dict(row[4:].split(" = ", 1) for row in rows if row.startswith("let "))
         for row in rows:
             if row.startswith("let "):
@@ -153,6 +162,29 @@ class Rows(unittest.TestCase):
                 column[1:] = [(text.split("//") * 2)[action].strip() for text in column[1:]]
                 with self.subTest(what, run=run):
                     self.play(words, *column, action, generation)
+
+    def test_transcripts(self):
+        """Log and calls in order: the agent writes into the log, too."""
+        blocks = {}
+        for line in lines_of("transcripts.txt"):
+            if line.startswith("="):
+                block = blocks[line.lstrip("= ")] = []
+            else:
+                block += blocks[line[1:]] if line.startswith("@") else [line]
+        for head in (head for head in blocks if "|" in head):
+            what, words, changes = (column.strip() for column in head.split("|"))
+            action, generation = int(words[0] == "R"), int(words[1])
+            expected = string.Template("\n".join(blocks[head])).substitute(words_of(action, generation)).split("\n")
+            for shown in ("69", "9"):
+                _, tree = self.prepare(words.split(), changes, action, generation)
+                orders = tree.get("agent.orders", file("")).content + f"Load * trace {LOG}\n".encode()
+                self.device.lay({**tree, "agent.orders": file(orders), "base/ovcfg.ini":
+                                 file(f"[Debug]\nLevel={5 + 2 * (shown == '9')}\n")})
+                records = []
+                for level, error, text, _, call in re.findall(r"(.)(E?) (.+?)( -> (.+))?$", "\n".join(expected), re.M):
+                    records += [("E " if error else "I ") + text] * (level in shown) + ["C " + call] * bool(call)
+                with self.subTest(what, levels=shown):
+                    self.assertEqual(records, self.device.run().log)
 
 
 if __name__ == "__main__":
