@@ -1,9 +1,8 @@
 #!/usr/bin/env bash
 # Builds OvPatch.exe, the agents and the unit tests for Windows and runs every test under Wine: the unit tests
-# of all rooms, the platform contract among them, and the scenario tests, which start OvPatch.exe from this host.
+# of all rooms, the platform contract among them, and whole runs of OvPatch.exe, which a script starts from this host.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-root=$PWD
 jobs=$(nproc)
 
 scripts/setup.sh check
@@ -46,15 +45,6 @@ for built in build/windows/OvPatch.exe build/windows/agents/*.dll; do
   [ -z "$needed" ] || { echo "$built needs more than Windows itself has:" $needed >&2; exit 1; }
 done
 
-echo "== Build: scenario tests"
-quietly cmake --preset release -DBUILD_TESTING=ON
-cmake --build --preset release -j "$jobs" --target scenario_tests -- --quiet
-
 echo "== Tests: Windows"
-cat >build/windows-check/CTestTestfile.cmake <<END
-subdirs("$root/build/windows" "$root/build/release/tests/scenarios")
-END
 # Now and then Wine does not get a program started at all (it ends at once, without a word); such a test is tried again.
-OVPATCH_PROGRAM=$root/build/windows/OvPatch.exe OVPATCH_LAUNCHER=$root/scripts/wine.sh \
-OVPATCH_TEST_AGENTS=$root/build/windows/tests/scenarios/agents OVPATCH_AGENT_SUFFIX=.dll \
-  ctest --test-dir build/windows-check -j "$jobs" --output-on-failure --progress --no-tests=error --repeat until-pass:3
+ctest --test-dir build/windows -j "$jobs" --output-on-failure --progress --no-tests=error --repeat until-pass:3

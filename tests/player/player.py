@@ -229,9 +229,9 @@ class Device:
         self.now = read_tree(self.directory, (b"agent",))
         return self.names(self.now, "decode")
 
-    def start(self, arguments=("base",), environment=None):
-        """Starts a run with the environment's variables added."""
-        return subprocess.Popen([*LAUNCHER, PROGRAM, *map(self.encode, arguments)], cwd=self.directory, close_fds=False,
+    def start(self, arguments=("base",), environment=None, through=()):
+        """Starts a run with the environment's variables added; `through` is a command that starts what follows it."""
+        return subprocess.Popen([*through, *LAUNCHER, PROGRAM, *map(self.encode, arguments)], cwd=self.directory, close_fds=False,
                                 stdin=subprocess.DEVNULL, stdout=self.streams, stderr=self.streams,
                                 env={**self.environment, **environment} if environment else self.environment)
 
@@ -249,10 +249,10 @@ class Device:
             raise AssertionError(f"a run does not end: {process.args}")
         return process.wait()
 
-    def run(self, arguments=("base",), environment=None):
+    def run(self, arguments=("base",), environment=None, through=()):
         os.ftruncate(self.streams, 0)
         before = self.names(self.now, "decode")
-        process = self.start(arguments, environment)
+        process = self.start(arguments, environment, through)
         status = self.wait(process)
         said = os.pread(self.streams, 1 << 20, 0).decode("utf-8", "replace")
         return Outcome(process.pid, status, before, self.look(), said, self.decode)
