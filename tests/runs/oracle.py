@@ -11,7 +11,7 @@ STAGED = re.compile(r"(^|/)(OVSrc\.tmp|PatchDll\.ini|KxuPatch\.ini|\.ovp.*|OvJou
 # A start is followed by its end; only an undoing may leave its last bracket open.
 CALLS = re.compile(r"(Get\w+Path )*(IsRollback(Ex)? )?((StartPatch|StartAction) "
                    r"(Start(\w+) (CheckFile(Ex)? )*End\7 (End\7 )?)*(Start\w+ )?(EndPatch |EndAction )?)?$")
-KEPT = "kept"  # in `otherwise`: the file is as before, and no ledger's business
+KEPT, GONE = "kept", "gone"  # in `otherwise`: as before and in no ledger; not there
 
 
 def number(text):
@@ -54,15 +54,17 @@ def files(tree, in_backups=False):
 
 
 class Order:
-    """A manifest, as far as it tells what a run is to do; `mended` has the paths of an old agent by class."""
+    """What a run is to do, by the manifest, and by the agent's orders where an old one mends the paths of classes."""
 
-    def __init__(self, tree, decode, mended=None):
+    def __init__(self, tree, decode):
         manifest = sections(decode(tree.get(MANIFEST, file("")).content))
         common = manifest.get("common", {})
         action = number(common.get("action", "-1"))
         self.rollback, self.backup = action == 1, common.get("backup") != "0"
         self.old = common.get("patchagent.version") == "0"
-        self.items, paths = [], dict(mended or {})
+        mended = re.findall(r"Get(\w+)Path \* rewrite (\S+)", decode(tree.get("agent.orders", file("")).content))
+        paths = {{"Product": "1", "Engine": "2", "Pattern": "3"}[name]: path.replace("\\", "/") for name, path in mended}
+        self.items = []
         for n in range(min(number(common.get("itemcount", "0")), len(manifest)) if action in (0, 1) else 0):
             keys = manifest.get(f"item_{n}", {})
             if not {"class", "type", "destination"} <= keys.keys():
@@ -130,8 +132,8 @@ def judge_records(order, changed, before, after, decode, otherwise):
                                         if path not in named and path not in otherwise})
 
 
-def judge(before, outcome, result, decode, otherwise=None, mended=None):
-    """What is wrong with a run that was to give that result, as lines; `otherwise`: {path: entry, KEPT or None}, the
+def judge(before, outcome, result, decode, otherwise=None):
+    """What is wrong with a run that was to give that result, as lines; `otherwise`: {path: entry, KEPT or GONE}, the
     files that are not as one has to expect."""
     otherwise, after = dict(otherwise or {}), outcome.tree
     wrong = list(outcome.complaints)
@@ -142,7 +144,7 @@ def judge(before, outcome, result, decode, otherwise=None, mended=None):
     if not CALLS.match("".join(call.partition("(")[0] + " " for call in outcome.calls if re.match(r"\w+\(", call))):
         wrong.append(f"calls out of order: {outcome.calls}")
     skipped = {path for path, entry in otherwise.items() if entry == KEPT}
-    order = Order(before, decode, mended)
+    order = Order(before, decode)
     if result != 0:
         expected, copies, kept = files(before), files(before, True), files(after, True)
         wrong += differences(*({path: entry for path, entry in tree.items() if path.endswith(LEDGER)}
@@ -155,9 +157,9 @@ def judge(before, outcome, result, decode, otherwise=None, mended=None):
             changed = dict.fromkeys(changed)
         wrong += judge_records(order, changed, before, after, decode, otherwise)
     for path, entry in otherwise.items():
-        if entry is None:
+        if entry == GONE:
             expected.pop(path, None)
-        elif entry != KEPT and "/OV_Backup/" not in path and "/OVSrc.tmp" not in path:
+        elif entry not in (KEPT, None) and "/OV_Backup/" not in path and "/OVSrc.tmp" not in path:
             expected[path] = entry._replace(mode=getattr(after.get(path), "mode", 0))
     if RESULT in otherwise:
         wrong += differences({RESULT: expected.pop(RESULT).content}, {RESULT: after[RESULT].content})
