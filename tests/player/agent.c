@@ -57,18 +57,18 @@ enum { MAX_TEXT = 1024, MAX_ORDERS = 16384, MAX_WAIT_SECONDS = 60 };
 static char orders[MAX_ORDERS];
 static char callsPath[MAX_TEXT] = "agent.calls";
 
-static int openDevicePath(const char* path, int flags) {
-    char host[MAX_TEXT];
-    size_t i;
-    for (i = 0; path[i] != '\0' && i + 1 < sizeof host; ++i)
+static const char* hostPath(const char* path) {
+    static char host[MAX_TEXT];
+    size_t i = 0;
+    for (; path[i] != '\0' && i + 1 < sizeof host; ++i)
         host[i] = path[i] == '\\' ? '/' : path[i];
     host[i] = '\0';
-    if (flags < 0) REMOVE(host);
-    return flags < 0 ? -1 : OPEN(host, flags | O_BINARY);
+    return host;
 }
 
+/* The length of the file, cut at the size less 1; -1 without one. */
 static int readAll(const char* path, char* into, size_t size) {
-    const int file = openDevicePath(path, O_RDONLY);
+    const int file = OPEN(hostPath(path), O_RDONLY | O_BINARY);
     const int length = file < 0 ? -1 : READ(file, into, size - 1);
     if (file >= 0) CLOSE(file);
     into[length < 0 ? 0 : length] = '\0';
@@ -76,9 +76,8 @@ static int readAll(const char* path, char* into, size_t size) {
 }
 
 static void append(const char* path, const char* text) {
-    const int file = openDevicePath(path, O_WRONLY | O_CREAT | O_APPEND);
-    if (file < 0 || WRITE(file, text, strlen(text)) < 0) return;
-    CLOSE(file);
+    const int file = OPEN(hostPath(path), O_WRONLY | O_CREAT | O_APPEND | O_BINARY);
+    if (file >= 0 && WRITE(file, text, strlen(text)) >= 0) CLOSE(file);
 }
 
 #if defined(__GNUC__)
@@ -95,27 +94,6 @@ record(const char* format, ...) {
     append(callsPath, text);
 }
 
-static void show(const char* path) {
-    char content[MAX_TEXT * 2];
-    char* byte = content;
-    if (readAll(path, content, sizeof content) < 0) strcpy(content, "(none)");
-    for (; *byte != '\0'; ++byte)
-        if (*byte == '\n') *byte = '^';
-    record("%s: %s", path, content);
-}
-
-static void await(const char* path) {
-    const time_t begin = time(NULL);
-    char content[2];
-    while (readAll(path, content, sizeof content) < 0 && time(NULL) - begin < MAX_WAIT_SECONDS) {
-    }
-}
-
-static void rewrite(char* buffer, const char* text) {
-    if (*text == '\0') memset(buffer, 'x', OVPATCH_PATH_SIZE);
-    if (*text != '\0') strcpy(buffer, text);
-}
-
 static int concerns(const char* which, const char* text, int number) {
     const size_t length = text != NULL ? strlen(text) : 0;
     const size_t end = strlen(which + 1);
@@ -123,23 +101,37 @@ static int concerns(const char* which, const char* text, int number) {
     return which[0] != '~' || (length >= end && strcmp(text + length - end, which + 1) == 0);
 }
 
-/* `text` is what "~" looks at and may be null, `buffer` what "rewrite" changes and may be null; this is the
- * n-th call of the entry. */
+/* `buffer` is what "rewrite" changes and may be null. */
+static void obey(const char* verb, const char* argument, char* buffer, int32_t* answer) {
+    const time_t begin = time(NULL);
+    char text[MAX_TEXT * 2] = "(none)";
+    if (strcmp(verb, "answer") == 0) *answer = (int32_t)strtol(argument, NULL, 10);
+    if (strcmp(verb, "rewrite") == 0 && buffer != NULL) {
+        memset(buffer, 'x', OVPATCH_PATH_SIZE);
+        if (*argument != '\0') strcpy(buffer, argument);
+    }
+    if (strcmp(verb, "show") == 0) {
+        if (readAll(argument, text, sizeof text) < 0) strcpy(text, "(none)");
+        for (; strchr(text, '\n') != NULL; *strchr(text, '\n') = '^') {
+        }
+        record("%s: %s", argument, text);
+    }
+    if (strcmp(verb, "write") == 0) append(argument, "meanwhile");
+    if (strcmp(verb, "remove") == 0) REMOVE(hostPath(argument));
+    while (strcmp(verb, "await") == 0 && readAll(argument, text, 2) < 0 &&
+           time(NULL) - begin < MAX_WAIT_SECONDS) {
+    }
+    if (strcmp(verb, "die") == 0) _Exit(99);
+    if (strcmp(verb, "trace") == 0) strcpy(callsPath, argument);
+}
+
+/* `text` is what "~" looks at and may be null; this is the n-th call of the entry. */
 static int32_t decide(const char* entry, const char* text, char* buffer, int number, int32_t consent) {
-    const char* line = orders;
     int32_t answer = consent;
-    for (; *line != '\0'; line += strlen(line) + 1) {
+    for (const char* line = orders; *line != '\0'; line += strlen(line) + 1) {
         char name[32], which[MAX_TEXT], verb[16], argument[MAX_TEXT] = "";
         if (sscanf(line, "%31s %1023s %15s %1023[^\r]", name, which, verb, argument) < 3) continue;
-        if (strcmp(name, entry) != 0 || !concerns(which, text, number)) continue;
-        if (strcmp(verb, "answer") == 0) answer = (int32_t)strtol(argument, NULL, 10);
-        if (strcmp(verb, "rewrite") == 0 && buffer != NULL) rewrite(buffer, argument);
-        if (strcmp(verb, "show") == 0) show(argument);
-        if (strcmp(verb, "write") == 0) append(argument, "meanwhile");
-        if (strcmp(verb, "remove") == 0) (void)openDevicePath(argument, -1);
-        if (strcmp(verb, "await") == 0) await(argument);
-        if (strcmp(verb, "die") == 0) _Exit(99);
-        if (strcmp(verb, "trace") == 0) strcpy(callsPath, argument);
+        if (strcmp(name, entry) == 0 && concerns(which, text, number)) obey(verb, argument, buffer, &answer);
     }
     return answer;
 }

@@ -36,40 +36,29 @@ def file(content, mode=0o644):
 
 
 def read_file(path):
-    handle = os.open(path, os.O_RDONLY)
-    try:
-        status = os.fstat(handle)
-        content = os.read(handle, status.st_size + 1)
-        while len(content) < status.st_size:
-            content += os.read(handle, status.st_size)
-    finally:
-        os.close(handle)
-    if WINDOWS:  # of the rights it knows one; the rest is the host's business
-        return File(content, 0o644 if status.st_mode & stat.S_IWUSR else 0o444)
-    return File(content, stat.S_IMODE(status.st_mode))
+    with open(path, "rb", buffering=0) as handle:
+        mode = stat.S_IMODE(os.fstat(handle.fileno()).st_mode)
+        # Of the rights Windows knows one; the rest is the host's business.
+        return File(handle.read(), mode if not WINDOWS else 0o644 if mode & stat.S_IWUSR else 0o444)
 
 
 def read_tree(root, skipped=(), below=b""):
-    """The tree as it is, keyed by bytes; `skipped` names entries of the top that are left out."""
+    """The tree as it is, keyed by bytes, but for the paths in `skipped`."""
     tree = {}
-    with os.scandir(os.path.join(root, below)) as entries:
-        for entry in entries:
-            path = os.path.join(below, entry.name)
-            if path in skipped:
-                continue
-            if entry.is_symlink():
-                tree[path] = Link(os.readlink(entry.path).decode())
-            elif entry.is_dir(follow_symlinks=False):
-                tree[path] = None
-                tree.update(read_tree(root, (), path))
-            else:
-                tree[path] = read_file(entry.path)
-    return tree
+    for entry in os.scandir(os.path.join(root, below)):
+        path = os.path.join(below, entry.name)
+        if entry.is_symlink():
+            tree[path] = Link(os.readlink(entry.path))
+        else:
+            tree[path] = None if entry.is_dir() else read_file(entry.path)
+        if tree[path] is None:
+            tree.update(read_tree(root, skipped, path))
+    return {path: entry for path, entry in tree.items() if path not in skipped}
 
 
 def write_tree(root, tree, now):
     """Makes the tree below `root`, where `now` stands; a file that changes is made anew, never written into."""
-    for path in sorted(now.keys() - tree.keys() | {path for path in now if tree.get(path) != now[path]}, reverse=True):
+    for path in sorted((path for path, entry in now.items() if path not in tree or tree[path] != entry), reverse=True):
         (os.rmdir if now[path] is None else os.unlink)(os.path.join(root, path))
     for path in sorted(path for path, entry in tree.items() if path not in now or now[path] != entry):
         entry, place = tree[path], os.path.join(root, path)
@@ -78,10 +67,9 @@ def write_tree(root, tree, now):
         elif isinstance(entry, Link):
             os.symlink(entry.target, place)
         else:
-            handle = os.open(place, os.O_WRONLY | os.O_CREAT | os.O_EXCL, 0o644)
-            os.write(handle, entry.content)
-            os.fchmod(handle, entry.mode)
-            os.close(handle)
+            with open(place, "xb", buffering=0) as handle:
+                handle.write(entry.content)
+                os.fchmod(handle.fileno(), entry.mode)
 
 
 def with_directories(tree):
@@ -109,7 +97,7 @@ def differences(expected, seen):
 ENGINE = {"class": "2", "type": "1f", "origin.version": "1.5", "result.version": "1.6.120", "destination": "dst"}
 PRODUCT = {"class": "1", "type": "2", "origin.version": "3.1234", "result.version": "4", "destination": "dst"}
 PATTERN = {"class": "3", "type": "5", "origin.version": "1234", "result.version": "1240", "destination": "dst"}
-RESULT, LOG, MANIFEST = "base/OV_Temp/OvResult.ini", "base/OV_Log/KxuDump.txt", "base/OV_Temp/OvPatch.ini"
+RESULT, LOG, MANIFEST, CALLS = "base/OV_Temp/OvResult.ini", "base/OV_Log/KxuDump.txt", "base/OV_Temp/OvPatch.ini", "agent.calls"
 
 
 def ini(sections):
@@ -145,7 +133,7 @@ class Story:
 
     def tree(self):
         """The device before an update: of each item n new<n>.bin is new and old<n>.bin is there already."""
-        tree = {MANIFEST: file(self.manifest())}
+        tree = {MANIFEST: file(self.manifest()), "base/ovcfg.ini": file("[Debug]\nLevel=6\n")}
         for n, item in enumerate(keys for name, keys in self.sections.items() if name != "common"):
             source, destination = "base/OV_Temp/" + directory_of(item), item["destination"].replace("\\", "/")
             tree[f"{source}/new{n}.bin"] = file(f"new{n} of the update")
@@ -157,55 +145,48 @@ class Story:
 # ---- Runs ----
 
 RECORD = re.compile(r"\n\n(Info|Error|Call):  P\[(-?\d+)\] T\[-?\d+\] \n")
+TOO_LONG = re.compile(r".{76}").match  # a word of more than 15 bytes is cut at the 75th, too
 
 
 class Outcome:
     """What a run left: exit value, `result` (a number, or None), `log` and `calls` (each record as "I text", "E text"
-    or "C call", its line breaks taken out), `raw` (the log as it stands), what it said on its standard streams, the
-    tree but for the log, and `complaints` about records that are not well formed."""
+    or "C call", its line breaks taken out), what it said on its standard streams, the tree but for log and calls, and
+    `complaints` about records that are not well formed."""
 
     def __init__(self, process, status, before, after, said, decode):
         self.exit, self.said, self.complaints = status, said, []
-        grown = after.get(LOG, File(b"", 0)).content
-        kept = before.get(LOG, File(b"", 0)).content
-        self.raw = decode(grown[len(kept):] if grown.startswith(kept) else grown)
-        self.log = self.records(self.raw, None if LAUNCHER else process)
-        self.calls = self.records(decode(after.get("agent.calls", File(b"", 0)).content), None)
-        self.calls = [call[2:] for call in self.calls]
+        self.tree = {path: entry for path, entry in after.items() if path not in (LOG, CALLS)}
+        kept, log, calls = (decode(tree[path].content) if path in tree else ""
+                            for tree, path in ((before, LOG), (after, LOG), (after, CALLS)))
+        self.log = self.records(log[len(kept):] if log.startswith(kept) else log, None if LAUNCHER else process)
+        self.calls = [call[2:] for call in self.records(calls, None)]
         written = re.findall(r"^result=(-?\d+)$", decode(after[RESULT].content), re.M) if RESULT in after else []
         self.result = int(written[0]) if len(written) == 1 else None
-        self.tree = {path: entry for path, entry in after.items() if path not in (LOG, "agent.calls")}
 
     def records(self, text, process):
-        parts = RECORD.split(text)
-        if parts[0]:
-            self.complaints.append(f"before the first record: {parts[0]!r}")
-        for kind, identity, message in zip(parts[1::3], parts[2::3], parts[3::3]):
-            if kind != "Call" and process not in (None, int(identity)):
-                self.complaints.append(f"a record of process {identity}, which is {process}")
-            if kind != "Call" and any(len(line) > 90 for line in message.split("\n")):
-                self.complaints.append(f"lines that are not wrapped: {message!r}")
-        return [kind[0] + " " + message.replace("\n", "") for kind, message in zip(parts[1::3], parts[3::3])]
+        first, *parts = RECORD.split(text)
+        for kind, identity, message in zip(parts[::3], parts[1::3], parts[2::3]):
+            if kind != "Call" and (process not in (None, int(identity)) or any(map(TOO_LONG, message.split("\n")))):
+                self.complaints.append(f"a record of process {identity}, which is {process}: {message!r}")
+        self.complaints += [f"before the first record: {first!r}"] * bool(first)
+        return [kind[0] + " " + message.replace("\n", "") for kind, message in zip(parts[::3], parts[2::3])]
 
 
 class Device:
     """A fresh directory, in which the program is started. The agents lie in its "agent" (agent\\new.so and so on)."""
 
     def __init__(self, charset="utf-8"):
-        self.charset = charset
-        self.root = os.fsencode(tempfile.mkdtemp(prefix="ov"))
-        atexit.register(shutil.rmtree, self.root, ignore_errors=True)
-        os.mkdir(os.path.join(self.root, b"agent"))
-        self.directory = os.path.join(self.root, b"device")
-        os.mkdir(self.directory)
-        for name in ("old", "new", "old_incomplete", "new_incomplete", "both"):
-            shutil.copy(os.path.join(AGENTS, name + SUFFIX), os.path.join(os.fsdecode(self.root), "agent"))
-        os.symlink("../agent", os.path.join(self.directory, b"agent"))
-        self.streams = os.open(os.path.join(self.root, b"said"), os.O_RDWR | os.O_CREAT | os.O_APPEND, 0o600)
-        self.now = {}
-        self.environment = dict(os.environ)
+        self.charset, self.now, self.environment = charset, {}, dict(os.environ)
         if charset == "cp932":
             self.environment["OVPATCH_ANSI_CODE_PAGE"] = "932"
+        root = tempfile.mkdtemp(prefix="ov")
+        atexit.register(shutil.rmtree, root, ignore_errors=True)
+        self.root, self.directory = os.fsencode(root), os.fsencode(os.path.join(root, "device"))
+        os.mkdir(self.directory)
+        shutil.copytree(AGENTS, os.path.join(root, "agent"), ignore=lambda _, names:
+                        [name for name in names if not name.endswith(SUFFIX)])
+        os.symlink("../agent", os.path.join(self.directory, b"agent"))
+        self.streams = os.open(os.path.join(root, "said"), os.O_RDWR | os.O_CREAT | os.O_APPEND, 0o600)
 
     def encode(self, text):
         """As the device writes it; in names that it keeps in Unicode this host sees UTF-8."""

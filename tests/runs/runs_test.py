@@ -168,7 +168,7 @@ class Others(Runs):
             for shown in ("69", "9"):
                 _, tree = self.prepare(words, fill(changes, run), run)
                 orders = tree["agent.orders"].content + f"Load * trace {LOG}\n".encode()
-                level = {"69": 5, "9": 7}[shown]
+                level = {"69": 6, "9": 7}[shown]
                 self.device.lay({**tree, "agent.orders": file(orders), "base/ovcfg.ini": file(f"[Debug]\nLevel={level}\n")})
                 records = []
                 for level, error, text, _, call in re.findall(r"(.)(E?) (.+?)( -> (.+))?$", fill("\n".join(blocks[head]), run),
