@@ -130,7 +130,7 @@ static int32_t decide(const char* entry, const char* text, char* buffer, int num
     int32_t answer = consent;
     for (const char* line = orders; *line != '\0'; line += strlen(line) + 1) {
         char name[32], which[MAX_TEXT], verb[16], argument[MAX_TEXT] = "";
-        if (sscanf(line, "%31s %1023s %15s %1023[^\r]", name, which, verb, argument) < 3) continue;
+        if (sscanf(line, "%31s %1023s %15s%*1[ ]%1023[^\r]", name, which, verb, argument) < 3) continue;
         if (strcmp(name, entry) == 0 && concerns(which, text, number)) obey(verb, argument, buffer, &answer);
     }
     return answer;

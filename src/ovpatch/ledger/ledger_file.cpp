@@ -67,7 +67,7 @@ void addLedgerRecord(KxIniUtil* ledger, const char* section, const BackupItem& i
     addFiles(ledger, section, "written", item.writtenFiles, item.writtenCount);
 }
 
-void saveLedgerWithout(const BackupStru& stored, std::uint32_t index, MissingAgent agent, const char* path) {
+bool saveLedgerWithout(const BackupStru& stored, std::uint32_t index, MissingAgent agent, const char* path) {
     KxIniUtil ledger(nullptr, LEDGER_COMMENT, false);
     addCommonNumber(&ledger, "itemcount", stored.itemCount - 1);
     addCommonNumber(&ledger, "patchagent.version", static_cast<std::uint32_t>(stored.patchAgentVersion));
@@ -81,7 +81,13 @@ void saveLedgerWithout(const BackupStru& stored, std::uint32_t index, MissingAge
         formatSectionName(number++, section, sizeof section);
         addLedgerRecord(&ledger, section, stored.items[k]);
     }
-    ledger.saveAs(path);
+    if (ledger.saveAs(path) != 0) return true;
+    tellUnwritten(path);
+    return false;
+}
+
+void tellUnwritten(const char* path) {
+    STRU_ERROR(6, "ledger %s cannot be written.", path);
 }
 
 ByteString backupCopyName(const char* entry) {
@@ -99,6 +105,14 @@ bool sharesBackupDir(const BackupItem& item, const char* backupDirectory) {
     char directory[PATH_SIZE];
     return itemBackupDir(item.destination, item.itemClass, item.itemType, directory, sizeof directory) != 0 &&
            std::strcmp(directory, backupDirectory) == 0;
+}
+
+void enterBackupDir(const ItemCopyContext& context, const char* backupDirectory) {
+    if (!context.takenNames->enter(backupDirectory)) return;
+    for (const BackupItem* slot = context.runLedger->items; slot <= context.backupItem; ++slot) {
+        const bool same = slot->itemClass == context.itemClass && slot->itemType == context.itemType;
+        if (same && sharesBackupDir(*slot, backupDirectory)) takeCopyNames(*slot, context.takenNames);
+    }
 }
 
 bool isBackupCopyName(const char* name) {

@@ -8,6 +8,7 @@
 #include "fileops/name_index.h"
 #include "ini/kx_ini_util.h"
 #include "ovpatch/ledger/backup_stru.h"
+#include "ovpatch/ledger/item_copy_context.h"
 #include "ovpatch/ledger/taken_names.h"
 
 namespace ovpatch {
@@ -28,8 +29,8 @@ void addLedgerRecord(KxIniUtil* ledger, const char* section, const BackupItem& i
 enum class MissingAgent { LEFT_OUT, WRITTEN_EMPTY };
 
 // Writes the stored ledger to `path` as a new file without the record at `index`: the records behind it move
-// up by one number. Whether the file could be written is not reported.
-void saveLedgerWithout(const BackupStru& stored, std::uint32_t index, MissingAgent agent, const char* path);
+// up by one number. False when the file could not be written, which the log tells: it is as it was then.
+bool saveLedgerWithout(const BackupStru& stored, std::uint32_t index, MissingAgent agent, const char* path);
 
 // The bare file name of the backup copy in an entry of `writtenFiles`.
 ByteString backupCopyName(const char* entry);
@@ -39,6 +40,14 @@ void takeCopyNames(const BackupItem& item, TakenNames* names);
 
 // Whether the item's copies lie in `backupDirectory`. The item must have its destination.
 bool sharesBackupDir(const BackupItem& item, const char* backupDirectory);
+
+// Tells in the log that a ledger could not be written.
+void tellUnwritten(const char* path);
+
+// Lists the backup directory in `context->takenNames`, unless it is the one that was listed last. Names that
+// this run has noted for it, for the item at hand or an earlier one, count as taken even where the file has
+// gone: an undo goes by the names.
+void enterBackupDir(const ItemCopyContext& context, const char* backupDirectory);
 
 // Whether `name` can be that of a backup copy: a file name, and no wildcard. A ledger that was tampered with
 // may hold others, which must lead to nothing.

@@ -30,7 +30,14 @@ void createLedger(const BackupStru& runLedger, const char* path) {
     addCommonNumber(&ledger, "itemcount", 0);
     addCommonNumber(&ledger, "patchagent.version", static_cast<std::uint32_t>(runLedger.patchAgentVersion));
     if (runLedger.patchAgentFile != nullptr) ledger.addValue(COMMON, "patchagent", runLedger.patchAgentFile);
-    ledger.saveAs(path);
+    if (ledger.saveAs(path) == 0) tellUnwritten(path);
+    ledger.setReadOnly();
+}
+
+// Whether the path is known to name nothing.
+bool isMissing(const char* path) {
+    bool known = true;
+    return !pathExists(path, &known) && known;
 }
 
 void createMissingLedgers(const BackupStru& runLedger) {
@@ -39,7 +46,7 @@ void createMissingLedgers(const BackupStru& runLedger) {
         char path[PATH_SIZE];
         if (!backupRoot(destination, path, sizeof path)) continue;
         makeDirectory(path, nullptr, nullptr);
-        if (ledgerPath(destination, path, sizeof path) && !pathExists(path)) createLedger(runLedger, path);
+        if (ledgerPath(destination, path, sizeof path) && isMissing(path)) createLedger(runLedger, path);
     }
 }
 
@@ -65,6 +72,14 @@ void removeOlderCopies(const BackupItem& older, const BackupStru& runLedger, std
     removeBackupCopies(older, directory, &names, &fresh);
 }
 
+// Saves the document here and now, so that its end does not try again.
+bool saveOnce(KxIniUtil* ledger, const char* path) {
+    const bool saved = ledger->save() != 0;
+    if (!saved) tellUnwritten(path);
+    ledger->setReadOnly();
+    return saved;
+}
+
 // Puts the item's record into its ledger and answers in `number` which number it got. False when the ledger
 // cannot be read.
 bool mergeItem(const BackupStru& runLedger, std::uint32_t index, std::uint32_t* number) {
@@ -73,12 +88,12 @@ bool mergeItem(const BackupStru& runLedger, std::uint32_t index, std::uint32_t* 
     if (!ledgerPath(item.destination, path, sizeof path)) return false;
     const std::unique_ptr<KxIniUtil> ledger = openLedger(path);
     BackupStru stored;
-    if (phaseIniForBackup(ledger.get(), &stored) == 0) return false;
+    if (ledger == nullptr || ledger->isUnreadable() || phaseIniForBackup(ledger.get(), &stored) == 0)
+        return false;
 
     char section[SECTION_SIZE];
     const BackupItem* older = findBackupItem(stored, item.itemClass, item.itemType);
     if (older != nullptr) {
-        removeOlderCopies(*older, runLedger, index);
         *number = static_cast<std::uint32_t>(older - stored.items);
         formatSectionName(*number, section, sizeof section);
         ledger->deleteSection(section);
@@ -90,15 +105,18 @@ bool mergeItem(const BackupStru& runLedger, std::uint32_t index, std::uint32_t* 
         ledger->setValue(COMMON, "itemcount", count);
     }
     addLedgerRecord(ledger.get(), section, item);
+    // While the older record stands, what it names stays.
+    if (saveOnce(ledger.get(), path) && older != nullptr) removeOlderCopies(*older, runLedger, index);
     freeBackupStru(&stored);
     return true;
 }
 
-// The numbers that the run's items received, the last one first.
-void writeTransaction(const char* destination, const std::uint32_t* numbers, std::uint32_t count) {
+// The numbers that the run's items received, the last one first. False when the ledger cannot be read.
+bool writeTransaction(const char* destination, const std::uint32_t* numbers, std::uint32_t count) {
     char path[PATH_SIZE];
-    if (!ledgerPath(destination, path, sizeof path)) return;
+    if (!ledgerPath(destination, path, sizeof path)) return false;
     KxIniUtil ledger(path, LEDGER_COMMENT, false);
+    if (ledger.isUnreadable()) return false;
     char text[1024] = "";
     for (std::uint32_t k = 0; k < count; ++k) {
         char longer[PATH_SIZE];
@@ -109,32 +127,29 @@ void writeTransaction(const char* destination, const std::uint32_t* numbers, std
         boundedStrncpy(text, longer, sizeof text);
     }
     ledger.setValue(COMMON, "transaction", text);
+    saveOnce(&ledger, path);
+    return true;
 }
 
+// False when a ledger cannot be read; it stays as it is.
 bool mergeItems(const BackupStru& runLedger, std::uint32_t* numbers) {
     for (std::uint32_t i = 0; i < runLedger.itemCount; ++i) {
-        if (!mergeItem(runLedger, i, &numbers[i])) {
-            STRU_ERROR(6, "Merge backup ini faild");
-            return false;
-        }
+        if (!mergeItem(runLedger, i, &numbers[i])) return false;
     }
-    if (runLedger.patchAgentVersion == 0) {
-        writeTransaction(runLedger.items[0].destination, numbers, runLedger.itemCount);
-    }
-    return true;
+    return runLedger.patchAgentVersion != 0 ||
+           writeTransaction(runLedger.items[0].destination, numbers, runLedger.itemCount);
 }
 
 void mergeWithBackup(const BackupStru& runLedger) {
     STRU_INFO(6, "mergeBackupIni: backup needed.");
     createMissingLedgers(runLedger);
     auto* numbers = static_cast<std::uint32_t*>(std::calloc(runLedger.itemCount, sizeof(std::uint32_t)));
-    if (numbers == nullptr) {
+    if (numbers != nullptr && mergeItems(runLedger, numbers)) {
+        STRU_INFO(6, "mergeBackupIni: done.");
+    } else {
         STRU_ERROR(6, "Merge backup ini faild");
-        return;
     }
-    const bool done = mergeItems(runLedger, numbers);
     std::free(numbers);
-    if (done) STRU_INFO(6, "mergeBackupIni: done.");
 }
 
 void dropItem(const BackupItem& item) {
@@ -149,9 +164,11 @@ void dropItem(const BackupItem& item) {
     }
     const BackupItem* older = findBackupItem(stored, item.itemClass, item.itemType);
     if (older != nullptr) {
-        removeCopies(*older, item.destination, &names);
-        saveLedgerWithout(stored, static_cast<std::uint32_t>(older - stored.items),
-                          MissingAgent::WRITTEN_EMPTY, path);
+        const auto index = static_cast<std::uint32_t>(older - stored.items);
+        // While the older record stands, what it names stays.
+        if (saveLedgerWithout(stored, index, MissingAgent::WRITTEN_EMPTY, path)) {
+            removeCopies(*older, item.destination, &names);
+        }
     }
     freeBackupStru(&stored);
 }

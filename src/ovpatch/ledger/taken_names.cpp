@@ -1,5 +1,6 @@
 #include "ovpatch/ledger/taken_names.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -39,10 +40,8 @@ std::uint32_t lowestZeroBit(std::uint64_t word) {
 
 }  // namespace
 
-TakenNames::TakenNames() : bits_(WORDS, 0) {}
-
-void TakenNames::enter(const char* directory) {
-    if (entered_ && directory_.compare(directory) == 0) return;
+bool TakenNames::enter(const char* directory) {
+    if (entered_ && directory_.compare(directory) == 0) return false;
     forget();
     directory_.assign(directory);
     entered_ = true;
@@ -50,11 +49,12 @@ void TakenNames::enter(const char* directory) {
     while (listing.hasNext()) {
         take(baseName(listing.nextPath().cStr()).cStr());
     }
+    return true;
 }
 
 void TakenNames::forget() {
     entered_ = false;
-    bits_.assign(WORDS, 0);
+    std::fill_n(bits_, WORDS, 0);
 }
 
 std::uint32_t TakenNames::lowestFree() const {

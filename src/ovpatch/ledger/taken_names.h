@@ -8,7 +8,6 @@
 #define OVPATCH_OVPATCH_LEDGER_TAKEN_NAMES_H
 
 #include <cstdint>
-#include <vector>
 
 #include "foundation/byte_string.h"
 
@@ -18,12 +17,9 @@ class TakenNames {
 public:
     static constexpr std::uint32_t COUNT = 46656;
 
-    // Nothing is taken.
-    TakenNames();
-
-    // Learns which names stand in `directory` now, by listing it once; nothing happens when it is the
-    // directory that was entered last.
-    void enter(const char* directory);
+    // Learns which names stand in `directory` now, by listing it once, and answers true; nothing happens when
+    // it is the directory that was entered last. A directory that cannot be read shows none of its names.
+    bool enter(const char* directory);
 
     // Forgets the directory, so that the next `enter` lists it.
     void forget();
@@ -44,7 +40,7 @@ public:
 private:
     ByteString directory_;
     bool entered_ = false;
-    std::vector<std::uint64_t> bits_;
+    std::uint64_t bits_[COUNT / 64] = {};
 };
 
 }  // namespace ovpatch

@@ -78,11 +78,17 @@ void closeSlot(const PatchAgentApi& agent, const Slot& slot, std::int32_t* lastA
     }
 }
 
-void removeAddedFiles(const BackupItem& item) {
-    for (std::uint32_t k = 0; k < item.addedCount; ++k) {
-        // A name that differs in case only is another file's.
-        if (pathExists(item.addedFiles[k])) removeTree(item.addedFiles[k], nullptr, nullptr);
-    }
+// Both take what fails in passing for worth another try: behind an undo nothing else comes.
+void removeAdded(const char* path) {
+    bool known = true;
+    // A name that differs in case only is another file's.
+    if (!pathExists(path, &known) && known) return;
+    if (removeTree(path, nullptr, nullptr) != FILEOP_OK) removeTree(path, nullptr, nullptr);
+}
+
+void moveBack(const char* copy, const char* path) {
+    if (moveTree(copy, path, true, nullptr, nullptr) != FILEOP_OK)
+        moveTree(copy, path, true, nullptr, nullptr);
 }
 
 // False ends the walk.
@@ -99,7 +105,7 @@ bool putBack(const Slot& slot, const char* entry) {
         UPDATER_ERROR(6, "autoRollback: CatURIWithFile failed.");
         return false;
     }
-    moveTree(copy, tokenAt(tokens, 1).cStr(), true, nullptr, nullptr);
+    moveBack(copy, tokenAt(tokens, 1).cStr());
     return true;
 }
 
@@ -108,7 +114,8 @@ bool undoSlot(const PatchAgentApi& agent, const BackupItem& item, UndoMode mode,
     itemBackupDir(item.destination, item.itemClass, item.itemType, slot.backupDirectory,
                   sizeof slot.backupDirectory);
     if (!openSlot(agent, slot, lastAnswer)) return false;
-    if (mode == UndoMode::UPDATE) removeAddedFiles(item);
+    for (std::uint32_t k = 0; mode == UndoMode::UPDATE && k < item.addedCount; ++k)
+        removeAdded(item.addedFiles[k]);
     for (std::uint32_t k = 0; k < item.writtenCount; ++k) {
         if (!putBack(slot, item.writtenFiles[k])) return false;
     }

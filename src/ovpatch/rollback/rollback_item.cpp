@@ -4,7 +4,6 @@
 #include <cstring>
 #include <memory>
 #include <new>
-#include <vector>
 
 #include "fileops/copy.h"
 #include "fileops/file_tests.h"
@@ -34,7 +33,7 @@ struct Passes {
     const BackupItem* undone;  // the item in the stored ledger
     std::int32_t decision;
     char backupDirectory[PATH_SIZE];
-    TakenNames safetyNames;  // the safety copies that this run has made in the backup directory
+    std::unique_ptr<bool[]> copyExists;  // for each written file, before the first safety copy was made
 };
 
 // How the two passes put the question.
@@ -81,7 +80,9 @@ void dropSafetyCopy(const Passes& passes, const char* safety) {
     passes.context->takenNames->release(baseName(safety).cStr());
 }
 
-// Saves what stands at the file's path. Whether there was anything to save is not looked at.
+// Saves what stands at the file's path. What is gone, or no file, leaves an empty safety copy. False when
+// there is no name for one, and for a file that is there, or may be, and could not be saved: it must not be
+// touched.
 bool saveState(Passes* passes, FilePaths* paths) {
     const ItemCopyContext& context = *passes->context;
     const Saved outcome = saveUnderUniqueName(paths->file, FileFate::UNKNOWN, passes->backupDirectory,
@@ -90,12 +91,12 @@ bool saveState(Passes* passes, FilePaths* paths) {
         UPDATER_ERROR(6, "rollbackItem: crtUniFile failed.");
         return false;
     }
-    // What is gone, or no file, leaves an empty safety copy. A file that is there but could not be saved
-    // leaves none, or an undo would empty it; the name stays taken.
-    if (outcome == Saved::EMPTY && pathExists(paths->file) && !isDirectory(paths->file)) {
-        unlink(paths->safety, nullptr, nullptr);
+    bool known = true;
+    if (outcome == Saved::EMPTY && (pathExists(paths->file, &known) || !known) && !isDirectory(paths->file)) {
+        UPDATER_ERROR(6, "rollbackItem: %s cannot be saved.", paths->file);
+        dropSafetyCopy(*passes, paths->safety);
+        return false;
     }
-    passes->safetyNames.take(baseName(paths->safety).cStr());
     BackupItem* slot = context.backupItem;
     if (slot->writtenCapacity == 0 || slot->writtenCount >= slot->writtenCapacity) growBackupLists(slot);
     return true;
@@ -169,6 +170,14 @@ bool decideWritten(Passes* passes, std::int32_t answer, const char* copy, const 
     }
 }
 
+// Where the file is gone there is nothing to delete, and a name that differs in case only is another file's.
+// What fails in passing is tried once more, for nothing else comes behind it.
+void deleteAdded(const char* file) {
+    bool known = true;
+    if (!pathExists(file, &known) && known) return;
+    if (unlink(file, nullptr, nullptr) != FILEOP_OK) unlink(file, nullptr, nullptr);
+}
+
 std::int32_t undoAddedFile(Passes* passes, const char* added) {
     FilePaths paths;
     if (boundedStrncpy(paths.file, added, sizeof paths.file) == nullptr) return tooLong();
@@ -179,14 +188,16 @@ std::int32_t undoAddedFile(Passes* passes, const char* added) {
         return ROLLBACK_STOPPED;
     }
     if (!noteUndo(*passes, paths)) return ROLLBACK_NOT_SAVED;
-    // Where the file is gone there is nothing to delete, and a name that differs in case only is another
-    // file's.
-    if (passes->decision != LEAVE_ALONE && pathExists(paths.file)) unlink(paths.file, nullptr, nullptr);
+    if (passes->decision != LEAVE_ALONE) deleteAdded(paths.file);
     return ROLLBACK_DONE;
 }
 
-// `copyExists` is what was found before the first safety copy was made; one of those may have got the name of
-// a copy that was gone already, and must not be taken for it.
+void moveBack(const char* copy, const char* file) {
+    if (moveFiles(copy, file, true, nullptr, nullptr) == FILEOP_OK) return;
+    // What fails in passing is tried once more, for the copy goes with the record.
+    moveFiles(copy, file, true, nullptr, nullptr);
+}
+
 std::int32_t undoWrittenFile(Passes* passes, const char* entry, bool copyExists) {
     const ByteString name = backupCopyName(entry);
     FilePaths paths;
@@ -203,55 +214,53 @@ std::int32_t undoWrittenFile(Passes* passes, const char* entry, bool copyExists)
         return ROLLBACK_STOPPED;
     }
     if (!noteUndo(*passes, paths)) return ROLLBACK_NOT_SAVED;
-    if (passes->decision != LEAVE_ALONE && copyExists && !passes->safetyNames.isTaken(name.cStr())) {
-        moveFiles(copy, paths.file, true, nullptr, nullptr);
-        passes->context->takenNames->release(name.cStr());
-    }
+    if (!isBackupCopyName(name.cStr())) UPDATER_ERROR(6, "rollbackItem: no backup copy: %s", entry);
+    if (passes->decision != LEAVE_ALONE && copyExists) moveBack(copy, paths.file);
     return ROLLBACK_DONE;
 }
 
-// An item that stands twice in a manifest finds the safety copies that its first turn left.
-void findSafetyCopies(Passes* passes) {
-    const ItemCopyContext& context = *passes->context;
-    for (const BackupItem* slot = context.runLedger->items; slot != context.backupItem; ++slot) {
-        const bool same = slot->itemClass == context.itemClass && slot->itemType == context.itemType;
-        if (same && sharesBackupDir(*slot, passes->backupDirectory))
-            takeCopyNames(*slot, &passes->safetyNames);
-    }
-}
-
-std::vector<bool> findCopies(const Passes& passes) {
-    std::vector<bool> exist;
-    for (std::uint32_t k = 0; k < passes.undone->writtenCount; ++k) {
-        const ByteString name = backupCopyName(passes.undone->writtenFiles[k]);
+// Settles which copies there are while no safety copy can be taken for one. False without memory.
+bool findCopies(Passes* passes) {
+    const BackupItem& undone = *passes->undone;
+    passes->copyExists.reset(new (std::nothrow) bool[undone.writtenCount + 1]);
+    if (passes->copyExists == nullptr) return false;
+    for (std::uint32_t k = 0; k < undone.writtenCount; ++k) {
+        const ByteString name = backupCopyName(undone.writtenFiles[k]);
         char copy[PATH_SIZE];
-        const bool exists =
-            passes.context->takenNames->isTaken(name.cStr()) ||
-            (backupCopyPath(passes.backupDirectory, name.cStr(), copy, sizeof copy) && pathExists(copy));
-        exist.push_back(exists && isBackupCopyName(name.cStr()));
+        bool known = true;
+        const bool exists = passes->context->takenNames->isTaken(name.cStr()) ||
+                            (backupCopyPath(passes->backupDirectory, name.cStr(), copy, sizeof copy) &&
+                             (pathExists(copy, &known) || !known));
+        passes->copyExists[k] = exists && isBackupCopyName(name.cStr());
     }
-    return exist;
+    return true;
 }
 
 std::int32_t undoFiles(Passes* passes) {
-    passes->context->takenNames->forget();
-    passes->context->takenNames->enter(passes->backupDirectory);
-    findSafetyCopies(passes);
-    const std::vector<bool> copyExists = findCopies(*passes);
+    TakenNames* names = passes->context->takenNames;
+    names->forget();
+    enterBackupDir(*passes->context, passes->backupDirectory);
+    if (!findCopies(passes)) {
+        UPDATER_ERROR(6, "rollbackItem: malloc failed.");
+        return ROLLBACK_NOT_SAVED;
+    }
+    // No safety copy gets a name that the ledger lists, be the copy there or gone.
+    takeCopyNames(*passes->undone, names);
     for (std::uint32_t k = 0; k < passes->undone->addedCount; ++k) {
         const std::int32_t answer = undoAddedFile(passes, passes->undone->addedFiles[k]);
         if (answer != ROLLBACK_DONE) return answer;
     }
     UPDATER_INFO(6, "rollbackItem: rollback added file done.");
     for (std::uint32_t k = 0; k < passes->undone->writtenCount; ++k) {
-        const std::int32_t answer = undoWrittenFile(passes, passes->undone->writtenFiles[k], copyExists[k]);
+        const std::int32_t answer =
+            undoWrittenFile(passes, passes->undone->writtenFiles[k], passes->copyExists[k]);
         if (answer != ROLLBACK_DONE) return answer;
     }
     return ROLLBACK_DONE;
 }
 
 std::int32_t undoItem(const ItemCopyContext& context, const BackupItem& undone) {
-    Passes passes = {&context, &undone, ACT, {}, {}};
+    Passes passes = {&context, &undone, ACT, {}, nullptr};
     if (itemBackupDir(context.destination, context.itemClass, context.itemType, passes.backupDirectory,
                       sizeof passes.backupDirectory) == 0) {
         UPDATER_ERROR(6, "rollbackItem: CatURIWithFile failed.");

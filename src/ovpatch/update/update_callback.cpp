@@ -11,6 +11,7 @@
 #include "ovpatch/agent/agent_api.h"
 #include "ovpatch/ledger/backup_paths.h"
 #include "ovpatch/ledger/item_copy_context.h"
+#include "ovpatch/ledger/ledger_file.h"
 #include "ovpatch/ledger/unique_name.h"
 #include "ovpatch/log_lines.h"
 
@@ -29,14 +30,13 @@ std::int32_t fail(const char* message) {
     return FAILED;
 }
 
-// A ledger is lines of text whose ends are trimmed: a path with a control character in it, or a blank at its
-// end, would come back as another file's. The device has no such names.
+// A ledger is lines of text whose ends are trimmed: a path with a line feed, or with white space at an end,
+// would come back as another file's.
 bool ledgerCanHold(const char* path) {
+    constexpr char TRIMMED[] = " \t\r\f";
     const std::size_t length = std::strlen(path);
-    for (std::size_t i = 0; i < length; ++i) {
-        if (static_cast<unsigned char>(path[i]) < ' ') return false;
-    }
-    return length > 0 && path[length - 1] != ' ';
+    return length > 0 && std::strchr(path, '\n') == nullptr && std::strchr(TRIMMED, path[0]) == nullptr &&
+           std::strchr(TRIMMED, path[length - 1]) == nullptr;
 }
 
 // The old generation finds the new version of the file, under its own name, in a directory that it knows. The
@@ -151,6 +151,7 @@ std::int32_t saveOverwritten(const char* targetPath, const ItemCopyContext& cont
     Saved outcome = Saved::NO_NAME;
     if (itemBackupDir(context.backupItem->destination, context.itemClass, context.itemType, directory,
                       sizeof directory) != 0) {
+        enterBackupDir(context, directory);
         outcome = saveUnderUniqueName(targetPath, FileFate::REPLACED, directory, saved, sizeof saved,
                                       context.takenNames);
     }
