@@ -12,11 +12,19 @@ if(NOT WIN32)
   add_compile_definitions(_FILE_OFFSET_BITS=64 _TIME_BITS=64)
 endif()
 
+if(PROJECT_IS_TOP_LEVEL AND NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE Release CACHE STRING "Kind of build: Release, RelWithDebInfo, Debug" FORCE)
+endif()
+
 option(OVPATCH_SANITIZE "Build with AddressSanitizer and UndefinedBehaviorSanitizer" OFF)
 
 add_library(ovpatch_warnings INTERFACE)
 target_compile_options(ovpatch_warnings INTERFACE
-  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wformat=2 -Werror)
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wformat=2)
+# Another project builds with compilers that warn of other things.
+if(PROJECT_IS_TOP_LEVEL)
+  target_compile_options(ovpatch_warnings INTERFACE -Werror)
+endif()
 
 # The program itself runs without exceptions and without type information; tests may use both.
 add_library(ovpatch_program_flags INTERFACE)
@@ -31,6 +39,11 @@ if(OVPATCH_SANITIZE)
   # The checks make the compiler see uninitialised values inside the standard library where there are none.
   add_compile_options(-Wno-maybe-uninitialized)
   add_link_options(-fsanitize=address,undefined)
+elseif(NOT WIN32)
+  # Hardening; the checks of buffer sizes need an optimised build.
+  add_compile_options(-fstack-protector-strong
+                      $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+  add_link_options(-Wl,-z,relro -Wl,-z,now)
 endif()
 
 # ovpatch_room(<name> SOURCES ... USES <room> ...): the static library of one folder under src/.

@@ -1,5 +1,4 @@
 # What `cmake --install` lays down, in two components: `program`, and `development` for the authors of agents.
-include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
 # ---- The program ----
@@ -25,19 +24,19 @@ install(FILES examples/agents/pinned_agent.c examples/agents/shelf_agent.c
   DESTINATION ${agent_doc}/examples COMPONENT development)
 install(FILES packaging/copyright DESTINATION ${agent_doc} COMPONENT development)
 
-add_library(ovpatch_agent_header INTERFACE)
-set_target_properties(ovpatch_agent_header PROPERTIES EXPORT_NAME Agent)
-install(TARGETS ovpatch_agent_header EXPORT ovpatch_agent INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(TARGETS ovpatch_agent_header EXPORT ovpatch_agent)
 install(EXPORT ovpatch_agent FILE OvPatchAgentConfig.cmake NAMESPACE OvPatch::
   DESTINATION ${agent_cmake} COMPONENT development)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/OvPatchAgentConfigVersion.cmake
   COMPATIBILITY SameMajorVersion ARCH_INDEPENDENT)
 install(FILES ${PROJECT_BINARY_DIR}/OvPatchAgentConfigVersion.cmake DESTINATION ${agent_cmake} COMPONENT development)
 
-# Told from where the file itself lies, so that the tree can be moved.
-cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_INCLUDEDIR BASE_DIRECTORY ${CMAKE_INSTALL_FULL_DATADIR}/pkgconfig
-  OUTPUT_VARIABLE pc_to_include)
-configure_file(cmake/ovpatch-agent.pc.in ${PROJECT_BINARY_DIR}/ovpatch-agent.pc @ONLY)
+# Written when the prefix is known.
+install(CODE "
+  set(PROJECT_VERSION ${PROJECT_VERSION})
+  set(INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR})
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/ovpatch-agent.pc.in ${PROJECT_BINARY_DIR}/ovpatch-agent.pc @ONLY)"
+  COMPONENT development)
 install(FILES ${PROJECT_BINARY_DIR}/ovpatch-agent.pc DESTINATION ${agent_pkgconfig} COMPONENT development)
 
 include(cmake/Packages.cmake)

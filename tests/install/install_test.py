@@ -103,7 +103,7 @@ class InstallTest(unittest.TestCase):
         self.assertEqual((place / "trace.txt").read_text().splitlines(), TRACE)
 
     def pkg_config(self, prefix, *what):
-        return call("pkg-config", *what, "ovpatch-agent",
+        return call("pkg-config", "--define-prefix", *what, "ovpatch-agent",
                     env={"PKG_CONFIG_LIBDIR": str(prefix / "share/pkgconfig")}).strip()
 
 
@@ -135,12 +135,17 @@ class InstalledComponents(InstallTest):
         flags = shlex.split(self.pkg_config(prefix, "--cflags", "--libs"))
         call(*C99, *flags, consumer / "tracing_agent.c", "-o", agents["pkg-config"])
 
-        build = self.place / "consumer-build"
-        call(os.environ["CMAKE"], "-S", consumer, "-B", build, "-G", "Ninja", f"-DCMAKE_PREFIX_PATH={prefix}",
-             f"-DWANTED_MAJOR={VERSION.split('.')[0]}")
-        self.assertIn(f"OvPatchAgent_DIR:PATH={prefix}/", (build / "CMakeCache.txt").read_text())
-        call(os.environ["CMAKE"], "--build", build)
-        agents["find_package"] = build / "agent.so"
+        for way in ("find_package", "add_subdirectory", "FetchContent"):
+            build = self.place / way
+            call(os.environ["CMAKE"], "-S", consumer, "-B", build, "-G", "Ninja", f"-DWAY={way}",
+                 f"-DCMAKE_PREFIX_PATH={prefix}", f"-DWANTED_MAJOR={VERSION.split('.')[0]}",
+                 f"-DOVPATCH_SOURCE={SOURCE}", "-DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON")
+            call(os.environ["CMAKE"], "--build", build)
+            call(os.environ["CMAKE"], "--install", build, "--prefix", build / "installed")
+            self.assertEqual([path.name for path in build.glob("installed/*/*")], ["agent.so"])
+            agents[way] = build / "agent.so"
+        self.assertIn(f"OvPatchAgent_DIR:PATH={prefix}/",
+                      (self.place / "find_package/CMakeCache.txt").read_text())
 
         for way, agent in agents.items():
             with self.subTest(way):
