@@ -22,12 +22,13 @@ SOURCE = HERE.parent.parent
 DOC = "share/doc/ovpatch/"
 DEV_DOC = "share/doc/ovpatch-agent-dev/"
 PROGRAM = {"bin/OvPatch", "share/man/man1/OvPatch.1", "share/man/man5/OvPatch.ini.5",
-           "share/man/man5/OvBackup.ini.5", DOC + "README.md", DOC + "copyright"}
-PROGRAM |= {DOC + "docs/" + page.name for page in SOURCE.glob("docs/*.md")}
+           "share/man/man5/OvBackup.ini.5", DOC + "README.md", DOC + "copyright", DOC + "changelog",
+           "lib/systemd/system/ovpatch@.service"}
+PROGRAM |= {DOC + "docs/" + page.name for page in SOURCE.glob("docs/*.*[dg]")}
 DEVELOPMENT = {"include/ovpatch/patch_agent.h", "share/pkgconfig/ovpatch-agent.pc",
                "share/cmake/OvPatchAgent/OvPatchAgentConfig.cmake",
                "share/cmake/OvPatchAgent/OvPatchAgentConfigVersion.cmake",
-               DEV_DOC + "copyright", DEV_DOC + "examples/pinned_agent.c", DEV_DOC + "examples/shelf_agent.c"}
+               DEV_DOC + "copyright", DEV_DOC + "changelog", DEV_DOC + "agents.md", DEV_DOC + "examples/pinned_agent.c", DEV_DOC + "examples/shelf_agent.c"}
 
 STRICT = ["-pedantic", "-Wall", "-Wextra", "-Werror", "-fvisibility=hidden", "-shared", "-fPIC"]
 C99 = [os.environ["CC"], "-std=c99"] + STRICT
@@ -162,7 +163,7 @@ class DebianPackages(InstallTest):
              cwd=self.place, umask=0o077)
         machine = call("dpkg", "--print-architecture").strip()
         common = {"Version": VERSION, "Priority": "optional",
-                  "Maintainer": "OvPatch maintainers <maintainers@localhost>"}
+                  "Maintainer": "OvPatch maintainers <maintainers@ovpatch.example>"}
         program = self.place / f"made/ovpatch_{VERSION}_{machine}.deb"
         development = self.place / f"made/ovpatch-agent-dev_{VERSION}_all.deb"
         self.assertEqual(sorted(self.place.glob("made/*.deb")), sorted([program, development]))
@@ -175,13 +176,21 @@ class DebianPackages(InstallTest):
         self.assertNotIn("Depends", fields)
         self.assertRegex(fields["Description"], "^header for patch agents of OvPatch\n A patch agent ")
 
-        compressed = {name + ".gz" if "/man/" in name else name for name in PROGRAM}
-        prefix = self.unpack(program, compressed)
+        prefix = self.unpack(program, PROGRAM)
         for page in prefix.glob("share/man/*/*.gz"):
             self.assertEqual(gzip.decompress(page.read_bytes()), (SOURCE / "man" / page.stem).read_bytes())
         binary = (prefix / "bin/OvPatch").read_bytes()
         self.assertNotIn(b".symtab", binary, "not stripped")
         self.assertNotIn(str(SOURCE).encode(), binary)
+
+        if shutil.which("lintian"):
+            found = call("lintian", "--allow-root", "--fail-on", "none", program, development).splitlines()
+            self.assertEqual([line for line in found if "copyright-without-copyright-notice" not in line], [])
+        if shutil.which("systemd-analyze"):
+            unit = self.place / "ovpatch@a.service"
+            text = (prefix / "lib/systemd/system/ovpatch@.service").read_text()
+            unit.write_text(text.replace("/usr/bin/OvPatch", str(prefix / "bin/OvPatch")))
+            self.assertEqual(call("systemd-analyze", "verify", "--man=no", unit), "")
 
         include = ["-I", self.unpack(development, DEVELOPMENT) / "include"]
         agent = self.place / "agent.so"
@@ -201,7 +210,7 @@ class DebianPackages(InstallTest):
             self.assertRegex(line, r"^\S+ root/root .* \./usr/")
         root = self.place / package.stem
         call("dpkg", "--extract", package, root, umask=0o022)
-        self.check_tree(root / "usr", expected)
+        self.check_tree(root / "usr", {re.sub("(/man/.*|/changelog)$", r"\1.gz", name) for name in expected})
         return root / "usr"
 
 
