@@ -2,6 +2,7 @@
 # Installs the Debian packages that the named tools come from, where the tools are missing.
 #   scripts/setup.sh build    a compiler, CMake and Ninja
 #   scripts/setup.sh check    the same, GoogleTest and clang-format
+#   scripts/setup.sh processors   the compilers for other processors and what runs their programs here
 set -euo pipefail
 
 packages=()
@@ -21,6 +22,14 @@ if [ "${1:-build}" = check ]; then
   need dpkg-shlibdeps dpkg-dev
   need file file
   [ -e /usr/include/gtest/gtest.h ] || packages+=(libgtest-dev)
+fi
+if [ "${1:-build}" = processors ]; then
+  for processor in arm-linux-gnueabihf i686-linux-gnu s390x-linux-gnu; do need $processor-g++ g++-$processor; done
+  need qemu-arm qemu-user
+  need python3 python3
+  [ -e /lib/ld-linux.so.2 ] || packages+=(libc6-i386)
+  [ -e /usr/lib32/libstdc++.so.6 ] || packages+=(lib32stdc++6)
+  [ -e /usr/src/googletest/CMakeLists.txt ] || packages+=(googletest)
 fi
 [ ${#packages[@]} -eq 0 ] && exit 0
 

@@ -1,0 +1,60 @@
+#!/usr/bin/env bash
+# Builds the program, its agents and tests for other processors and runs them here: 32-bit ARM and, with the high byte
+# first, s390x under qemu's user emulation, 32-bit x86 on this machine itself. Then the demonstration is played on each,
+# and what every one of its runs leaves must be what it leaves on this machine, byte for byte.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+root=$PWD
+jobs=$(nproc)
+
+scripts/setup.sh processors
+here=build/arm-check
+mkdir -p $here
+log=$here/log.txt
+quietly() {
+  "$@" >"$log" 2>&1 || { cat "$log" >&2; echo "Failed: $*" >&2; exit 1; }
+}
+TMPDIR=$(mktemp -d "$([ -w /dev/shm ] && echo /dev/shm || echo /tmp)/ovpatch.XXXXXX")
+export TMPDIR
+trap 'rm -rf "$TMPDIR"' EXIT
+
+# story <preset> <emulator>...: plays the demonstration with the program of that preset; a starter in the program's place
+# keeps the tree that each run leaves. What another processor names otherwise is masked: process ids in the log.
+story() {
+  local preset=$1 built=$root/build/$1 kept=$TMPDIR/$1
+  shift
+  mkdir -p "$kept/runs"
+  cat >"$kept/OvPatch" <<END
+#!/bin/sh
+$* "$built/OvPatch" "\$@" || exit
+to="$kept/runs/\$(ls "$kept/runs" | wc -l)"
+cp -a . "\$to" && rm "\$to/device/agent.so"
+sed -i 's/P\[[0-9]*\] T\[[0-9]*\]/P[#] T[#]/' "\$to/device/OV_Log/KxuDump.txt"
+END
+  chmod +x "$kept/OvPatch"
+  quietly examples/demo/run.sh "$kept/OvPatch" "$built/agents/pinned_agent.so"
+  [ "$(ls "$kept/runs")" = $'0\n1\n2\n3' ] || { echo "$preset: the demonstration did not do its four runs" >&2; exit 1; }
+  quietly diff -r "$TMPDIR/release/runs" "$kept/runs"
+}
+
+quietly cmake --preset release -DBUILD_TESTING=OFF
+quietly cmake --build --preset release -j "$jobs" --target OvPatch pinned_agent
+story release
+
+# check <preset> <what> <emulator>...
+check() {
+  local preset=$1 what=$2
+  shift 2
+  echo "== Build: $what"
+  quietly cmake --preset "$preset" -DBUILD_TESTING=ON
+  quietly cmake --build --preset "$preset" -j "$jobs"
+  echo "== Tests: $what"
+  local emulated=()
+  # Under an emulator a program cannot start itself, nor list the root of this machine instead of its own.
+  if [ $# -gt 0 ]; then emulated=(-LE scenario -E 'DeathTest|PosixEntry|InTheRootForRootedOnes|OnADoubleByte'); fi
+  ctest --test-dir "build/$preset" -j "$jobs" --output-on-failure --progress --no-tests=error "${emulated[@]}"
+  story "$preset" "$@"
+}
+check arm "32-bit ARM" qemu-arm -L /usr/arm-linux-gnueabihf
+check i686 "32-bit x86"
+check s390x "s390x, high byte first" qemu-s390x -L /usr/s390x-linux-gnu
