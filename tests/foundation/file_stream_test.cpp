@@ -2,121 +2,71 @@
 
 #include <gtest/gtest.h>
 
-#include <set>
-#include <string>
+#include <functional>
 
-#include "tests/foundation/temp_file.h"
+#include "tests/support/temp_tree.h"
 
 namespace ovpatch {
-namespace {
 
-struct Opened {
-    bool isOpen;
-    int firstByte;        // what reading yields
-    std::string content;  // of the file, after a write and the close
-};
-
-// Opens a file that holds "old" in `mode`, reads a byte and, with a second stream of that mode, writes "N".
-Opened opened(std::uint32_t mode) {
-    const TempFile file("old");
-    Opened seen;
-    {
-        InputFileStream reader(file.path(), mode);
-        seen.isOpen = !reader.isFail();
-        seen.firstByte = reader.get();
-    }
-    {
-        file.write("old");
-        OutputFileStream writer(file.path(), mode);
-        writer << "N";
-    }
-    seen.content = file.content();
-    return seen;
-}
-
+// What the first read yields from a file that holds "old", and what that holds after a write, for each mode.
 TEST(FileStream, OpensByItsTableOfModes) {
-    const struct {
-        std::set<std::uint32_t> modes;
-        int firstByte;
-        const char* content;
-    } kinds[] = {
-        {{0x01, 0x21}, 'o', "old"},           // read
-        {{0x02, 0x12, 0x22, 0x32}, -1, "N"},  // write from the start
-        {{0x0A, 0x2A}, -1, "oldN"},           // append
-        {{0x03, 0x23}, 'o', "Nld"},           // update
-        {{0x13, 0x33}, -1, "N"},              // update an emptied file
-        {{0x0B, 0x2B}, 'o', "oldN"},          // read and append
-    };
+    std::map<std::uint32_t, std::pair<int, const char*>> known = {
+        {0x01, {'o', "old"}}, {0x02, {-1, "N"}},   {0x12, {-1, "N"}},     {0x0A, {-1, "oldN"}},
+        {0x03, {'o', "Nld"}}, {0x13, {-1, "N"}},   {0x0B, {'o', "oldN"}}, {0x05, {-1, "old"}},
+        {0x06, {-1, "N"}},    {0x16, {-1, "N"}},   {0x0E, {-1, "oldN"}},  {0x07, {-1, "oldN"}},
+        {0x17, {-1, "N"}},    {0x0F, {-1, "oldN"}}};
+    const test::TempTree tree;
+    const std::string path = tree.path("\\file");
     for (std::uint32_t mode = 0; mode < 0x80; ++mode) {
-        if ((mode & MODE_ATE) != 0) continue;
-        bool isKnown = false;
-        const Opened seen = opened(mode);
-        for (const auto& kind : kinds) {
-            if (kind.modes.count(mode) == 0) continue;
-            isKnown = true;
-            EXPECT_EQ(seen.firstByte, kind.firstByte) << mode;
-            EXPECT_EQ(seen.content, kind.content) << mode;
-        }
-        EXPECT_EQ(seen.isOpen, isKnown) << mode;
+        tree.write("file", "old");
+        const int first = InputFileStream(path.c_str(), mode).get();
+        tree.write("file", "old");
+        OutputFileStream stream(path.c_str(), mode);
+        const auto kind = known.find(mode & ~MODE_BINARY);
+        EXPECT_EQ(stream.isFail(), kind == known.end()) << mode;
+        stream << "N";
+        stream.close();
+        const auto& expected = kind == known.end() ? std::pair{-1, "old"} : kind->second;
+        EXPECT_EQ(first, expected.first) << mode;
+        EXPECT_EQ(tree.read("file"), expected.second) << mode;
     }
-    EXPECT_FALSE(opened(MODE_ATE).isOpen);
-    EXPECT_EQ(opened(MODE_IN | MODE_ATE | MODE_BINARY).firstByte, -1);
-    EXPECT_TRUE(opened(MODE_IN | MODE_ATE | MODE_BINARY).isOpen);
 }
 
-TEST(FileStream, TellsTheEndOfTheFile) {
-    const TempFile file("\xFF");
-    InputFileStream stream(file.path(), MODE_IN | MODE_BINARY);
-    EXPECT_EQ(stream.get(), 0xFF);
-    EXPECT_FALSE(stream.isEof());
-    EXPECT_EQ(stream.get(), -1);
-    EXPECT_TRUE(stream.isEof());
-    EXPECT_FALSE(stream.isFail() || stream.isBad());
-    stream.close();
-    EXPECT_EQ(stream.get(), -1);
-    EXPECT_TRUE(stream.isBad());
-    stream.open(file.path(), MODE_IN);
-    EXPECT_FALSE(stream.isEof() || stream.isBad());
-    EXPECT_EQ(stream.get(), 0xFF);
-}
-
-TEST(FileStream, KeepsTheMarkOfAFailedOpen) {
-    const TempFile missing;
-    InputFileStream reader(missing.path(), MODE_IN | MODE_BINARY);
-    EXPECT_TRUE(reader.isFail());
-    EXPECT_FALSE(reader.isBad());
-    EXPECT_EQ(reader.get(), -1);
-    EXPECT_TRUE(reader.isFail() && reader.isBad());
-
-    OutputFileStream writer(missing.path(), 0);
-    writer << "" << static_cast<const char*>(nullptr) << ByteString();
-    EXPECT_TRUE(writer.isFail());
-    EXPECT_FALSE(writer.isBad());
-    writer.flush();
-    EXPECT_TRUE(writer.isBad());
-    EXPECT_FALSE(writer.isEof());
-    EXPECT_FALSE(missing.exists());
-}
-
-TEST(FileStream, WritesWhatIsInserted) {
-    const TempFile file;
-    {
-        OutputFileStream stream(file.path(), MODE_OUT | MODE_BINARY);
-        stream << "a" << ByteString("b\0c", 3) << "" << endLine << "d";
-        stream.put('\xFF');
-        stream.write("efg", 2);
-        EXPECT_FALSE(stream.isFail() || stream.isBad() || stream.isEof());
-        stream.write(nullptr, 1);
-        EXPECT_TRUE(stream.isBad());
+TEST(FileStream, KeepsStateAndBytes) {
+    const test::TempTree tree;
+    const std::string name = tree.path("\\file");
+    const char* const path = name.c_str();
+    InputFileStream in(path, 0x21);
+    OutputFileStream out(path, 0);
+    int got = 0;
+    const auto read = [&] { got = in.get(); };
+    const auto measure = [&] { got = static_cast<int>(tree.read("file").size()); };
+    const std::pair<std::function<void()>, const char*> steps[] = {
+        {read, "FB/F -1"},
+        {[&] { out << "" << static_cast<const char*>(nullptr) << ByteString(); }, "FB/F -1"},
+        {[&] { out.flush(); }, "FB/FB -1"},
+        {[&] { out.open(path, 0x2A), out << "\xFF" << ByteString("\0", 1) << endLine; }, "FB/ -1"},
+        {measure, "FB/ 3"},
+        {[&] { in.open(path, 0x21); }, "/ 3"},
+        {read, "/ 255"},
+        {[&] { read(), read(); }, "/ 10"},
+        {read, "E/ -1"},
+        {[&] { in.close(), read(); }, "EB/ -1"},
+        {[&] { in.open(path, 1), out.write("abc", 2); }, "/ -1"},
+        {[&] { out.write(nullptr, 1); }, "/B -1"},
+        {[&] { out.open(path, 1), measure(); }, "/ 5"},
+        {[&] { out.put('x'); }, "/B 5"},
+        {[&] { out.open(path, 1), out << "x"; }, "/B 5"},
+    };
+    const auto stateOf = [](const FileStream& stream) {
+        return std::string(stream.isEof() ? "E" : "") + (stream.isFail() ? "F" : "") +
+               (stream.isBad() ? "B" : "");
+    };
+    for (std::size_t i = 0; i < std::size(steps); ++i) {
+        steps[i].first();
+        EXPECT_EQ(stateOf(in) + "/" + stateOf(out) + " " + std::to_string(got), steps[i].second)
+            << "step " << i;
     }
-    EXPECT_EQ(file.content(), std::string("ab\0c\nd\xFF"
-                                          "ef",
-                                          9));
-    OutputFileStream reading(file.path(), MODE_IN);
-    reading.put('x');
-    reading.flush();
-    EXPECT_TRUE(reading.isBad() || reading.isEof());
 }
 
-}  // namespace
 }  // namespace ovpatch
