@@ -1,114 +1,99 @@
-// logPrintf, the events and the hubs.
-#include "logging/log.h"
-
+// From a log line over the hubs to the listeners, and the settings that choose what is written.
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
+#include <cstring>
+#include <functional>
 
-#include "logging/log_hub.h"
+#include "fileops/code_page.h"
+#include "foundation/patch_session.h"
 #include "logging/log_line.h"
+#include "logging/log_settings.h"
+#include "logging/logger.h"
+#include "tests/support/temp_tree.h"
 
 namespace ovpatch {
-namespace {
 
-// Writes down what it is handed: its own name, the kind, the level and the text.
-class Recorder : public LogListener {
-public:
-    Recorder(std::string name, std::vector<std::string>& records)
-        : name_(std::move(name)), records_(records) {}
+std::string records;
+
+// Writes down its own name and what it is handed; the one called 'o' detaches itself then.
+struct Recorder : LogListener {
+    explicit Recorder(char itsName) : name(itsName) {}
     std::int32_t handle(LogEvent* event) override {
-        records_.push_back(name_ + std::to_string(event->kind()) + " " + std::to_string(event->level()) +
-                           " " + event->text());
+        records += name + std::to_string(event->kind()) + " " + std::to_string(event->level()) + " ";
+        records += event->text() + std::string("\n");
+        if (name == 'o') detachInfoListener(this);
         return -1;
     }
-
-private:
-    std::string name_;
-    std::vector<std::string>& records_;
+    const char name;
 };
-
-using Records = std::vector<std::string>;
-
-// Detaches itself on its first record.
-class OneTimeListener : public LogListener {
-public:
-    std::int32_t handle(LogEvent*) override {
-        ++calls;
-        detachInfoListener(this);
-        return 0;
-    }
-    int calls = 0;
-};
-
-TEST(Log, AListenerMayDetachItselfInACall) {
-    Records records;
-    Recorder behind("b", records);
-    OneTimeListener once;
-    attachInfoListener(&behind);
-    attachInfoListener(&once);
-    OVPATCH_LOG_INFO("kxovupdater", 6, "first");
-    OVPATCH_LOG_INFO("kxovupdater", 6, "second");
-    detachInfoListener(&behind);
-    EXPECT_EQ(once.calls, 1);
-    EXPECT_EQ(records, (Records{"b4 6 first", "b4 6 second"}));
-}
 
 TEST(Log, RecordsTakeTheRoadThatTheFlagNames) {
-    Records records;
-    Recorder info("i", records);
-    Recorder laterInfo("l", records);
-    Recorder error("e", records);
-    OVPATCH_LOG_INFO("nobody", 6, "lost");
-    attachInfoListener(&info);
-    attachInfoListener(&laterInfo);
-    attachErrorListener(&error);
-
-    OVPATCH_LOG_INFO("dir\\kxovupdater", 6, "%s %d", "text", -1);
-    EXPECT_STREQ(logLocation().fileName.cStr(), "kxovupdater");
-    EXPECT_EQ(logLocation().line, static_cast<std::uint32_t>(__LINE__) - 2);
-    OVPATCH_LOG_ERROR("kxovupdater", 9, "bad");
-    logPrintf(6, "%s", "still bad");
-    setLogLocation("kxovupdater", 1, 2);
-    logPrintf(9, "to no hub");
-    EXPECT_EQ(records, (Records{"l4 6 text -1", "i4 6 text -1", "e2 9 bad", "e2 6 still bad"}));
-
-    records.clear();
-    detachInfoListener(&error);
-    detachInfoListener(&laterInfo);
-    detachInfoListener(&laterInfo);
-    OVPATCH_LOG_INFO("kxovupdater", 6, "again");
-    EXPECT_EQ(records, (Records{"i4 6 again"}));
-    detachInfoListener(&info);
-    detachErrorListener(&error);
+    Recorder info('i'), once('o'), high('h'), error('e');
+    const std::pair<std::function<void()>, std::string> steps[] = {
+        {[] { OVPATCH_LOG_INFO("nobody", 6, "lost"); }, ""},
+        {[&] { attachInfoListener(&info), attachErrorListener(&error); }, ""},
+        {[&] { attachInfoListener(&high, 7), attachInfoListener(&once); }, ""},
+        {[] { OVPATCH_LOG_INFO("kx", -8, "%s", "text"); }, "o4 -8 text\nh4 -8 text\ni4 -8 text\n"},
+        {[] { OVPATCH_LOG_ERROR("kx", 9, "bad"); }, "e2 9 bad\n"},
+        {[] { logPrintf(6, "%s", "still"); }, "e2 6 still\n"},
+        {[] { setLogLocation("kx", 1, 2), logPrintf(9, "to no hub"); }, ""},
+        {[&] { detachInfoListener(&info), detachInfoListener(&error), detachInfoListener(&info); }, ""},
+        {[] { OVPATCH_LOG_INFO("kx", 6, "low"); }, ""},
+        {[] { OVPATCH_LOG_INFO("d\\kx", 7, "%s", std::string(10240, 'x').c_str()); },
+         "h4 7 " + std::string(10239, 'x') + "\n"},
+        {[&] { detachInfoListener(&high), detachErrorListener(&error); }, ""},
+    };
+    for (const auto& [step, expected] : steps) {
+        records.clear();
+        step();
+        EXPECT_EQ(records, expected);
+    }
+    EXPECT_STREQ(logLocation().fileName.cStr(), "kx");
     EXPECT_EQ(infoHub.count() + errorHub.count(), 0U);
 }
 
-TEST(Log, CutsATextAt10239Bytes) {
-    Records records;
-    Recorder info("", records);
-    attachInfoListener(&info);
-    const std::string prefix = "4 6 ";
-    for (const std::size_t length : {std::size_t{10239}, std::size_t{10240}, std::size_t{30000}}) {
-        OVPATCH_LOG_INFO("kxovupdater", 6, "%s", std::string(length, 'x').c_str());
-        EXPECT_EQ(records.back(), prefix + std::string(10239, 'x'));
+// Names below the base directory and the messages in them, in HTML escaped; the extract limit in MiB, and a
+// 'd' if the code page, which was 932, has double-byte characters.
+TEST(Logger, DoesAsItsSettingsSay) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"[Debug]\ncode_page=0\nextract_limit_size=16", "OV_Log/ OV_Log/KxuDump.txt<6><b><9> 1024d"},
+        {"code_page=0\nextract_limit_size=16\n[Debug]\nlog_mode=3", "OV_Log/ 16"},
+        {"code_page=950\nextract_limit_size=-1\n[Debug]\nlog_mode=silent", "1024d"},
+        {"code_page=-1\nextract_limit_size=4095x\n[Debug]\nLevel=10", "OV_Log/ 4095d"},
+        {"[Debug]\nLevel=6\nhtml=2", "OV_Log/ OV_Log/KxuDump.txt<6><b><9> 1024d"},
+        {"[debug]\n;Level=9\nLEVEL = 7\n", "OV_Log/ OV_Log/KxuDump.txt<9> 1024d"},
+        {"[Debug]\nLevel=none\nhtml=1\n", "OV_Log/ OV_Log/KxuDump.htm&#60;6 1024d"},
+        {"[Debug]\nlog_mode=1\nhtml=1\nLevel=9", "out<9> 1024d"},
+    };
+    for (const auto& [settings, expected] : cases) {
+        const test::TempTree tree;
+        tree.write("ovcfg.ini", settings);
+        std::strcpy(patchSession().baseDirectory, tree.path("").c_str());
+        setCodePage(932);
+        testing::internal::CaptureStdout();
+        Logger logger(tree.path("").c_str());
+        logger.start();
+        OVPATCH_LOG_INFO("kx", 6, "<6>");
+        OVPATCH_LOG_ERROR("kx", 6, "<b>");
+        OVPATCH_LOG_INFO("kx", 9, "<9>");
+        logger.stop();
+        OVPATCH_LOG_ERROR("kx", 9, "<late>");
+        auto all = tree.list();
+        all.erase("ovcfg.ini");
+        const std::string printed = testing::internal::GetCapturedStdout();
+        if (!printed.empty()) all["out"] = printed;
+        std::string found;
+        for (const auto& [name, content] : all) {
+            found += name;
+            for (const char* word : {"<6>", "<b>", "<9>", "&#60;6", "<late>"})
+                found += content.find(word) != std::string::npos ? word : "";
+            found += " ";
+        }
+        found += std::to_string(patchSession().extractLimit >> 20) + (isLeadByte('\x81') ? "d" : "");
+        EXPECT_EQ(found, expected) << settings;
     }
-    detachInfoListener(&info);
+    setCodePage(0);
+    EXPECT_EQ(infoHub.count() + errorHub.count(), 0U);
 }
 
-TEST(Log, ListenersSeeEveryLevelButThoseTheyPromiseToDrop) {
-    Records records;
-    Recorder all("a", records);
-    Recorder high("h", records);
-    attachInfoListener(&high, 7);
-    OVPATCH_LOG_INFO("kxovupdater", 6, "six");
-    OVPATCH_LOG_INFO("kxovupdater", 7, "seven");
-    attachInfoListener(&all);
-    OVPATCH_LOG_INFO("kxovupdater", -8, "low");
-    EXPECT_EQ(records, (Records{"h4 7 seven", "a4 -8 low", "h4 -8 low"}));
-    detachInfoListener(&all);
-    detachInfoListener(&high);
-}
-
-}  // namespace
 }  // namespace ovpatch
