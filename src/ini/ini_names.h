@@ -11,10 +11,9 @@ namespace ovpatch {
 // `name`.
 std::string_view trimmedName(const char* name);
 
-// 0 exactly if the names are equal, else the difference of the first two bytes that are not (0 stands behind
-// the end). Bytes count as signed. Unless `caseSensitive`, "A" to "Z" are read as lower case; no other byte
-// folds.
-int compareNames(std::string_view left, std::string_view right, bool caseSensitive);
+// Whether the names are the same bytes. Unless `caseSensitive`, "A" to "Z" are read as lower case; no other
+// byte folds.
+bool equalNames(std::string_view left, std::string_view right, bool caseSensitive);
 
 // A number that equal names share.
 std::uint32_t nameHash(std::string_view name, bool caseSensitive);

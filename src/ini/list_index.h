@@ -13,7 +13,7 @@
 namespace ovpatch {
 
 // Answers what a search from the front of a list would find: the first node whose name equals the one asked
-// for (see compareNames). A short list is searched just so. At the first search that leads further than a
+// for (see equalNames). A short list is searched just so. At the first search that leads further than a
 // handful of nodes a hash table is built, and kept from then on.
 //
 // `Node` has name(), a ByteString whose text up to the first zero byte never changes while the node is
@@ -82,7 +82,7 @@ private:
     static std::string_view textOf(const Node& node) { return std::string_view(node.name().cStr()); }
 
     bool isNamed(const Node& node, std::string_view name) const {
-        return compareNames(textOf(node), name, caseSensitive_) == 0;
+        return equalNames(textOf(node), name, caseSensitive_);
     }
 
     std::uint32_t homeOf(std::string_view name) const { return nameHash(name, caseSensitive_) & mask_; }
