@@ -242,7 +242,8 @@ char* ByteString::extend(std::uint32_t count) {
     return characters_ + oldLength;
 }
 
-// Moves the content to a block for `room` characters, rounded up to what allocators hand out anyway.
+// Moves the content to a block for `room` characters, rounded up to what allocators hand out anyway. The
+// caller writes the terminator.
 void ByteString::resizeRoom(std::uint32_t room) {
     const std::size_t size = (sizeof(Header) + std::size_t{room} + 1 + 7) & ~std::size_t{7};
     const bool owned = ownsBlock(characters_);
@@ -252,7 +253,6 @@ void ByteString::resizeRoom(std::uint32_t room) {
     if (!owned) *header = emptyBlock.header;
     header->room = static_cast<std::uint32_t>(size - sizeof(Header) - 1);
     characters_ = reinterpret_cast<char*>(header + 1);
-    if (!owned) characters_[0] = 0;
 }
 
 ByteString operator+(const ByteString& left, const ByteString& right) {
