@@ -29,21 +29,25 @@ def sections(text):
     return found
 
 
+def identity_of(keys):
+    return int(keys["class"]), int(keys["type"], 16)
+
+
+def versions_of(keys):
+    return keys.get("origin.version"), keys.get("result.version")
+
+
 def records(tree, destination, decode):
-    """Of a destination's ledger: (class, type): (added paths, {path: its copy}, the versions)."""
-    found = {}
-    ledger = sections(decode(tree.get(f"{destination}/{LEDGER}", file("")).content))
-    for n in range(len(ledger)):
-        keys = ledger.get(f"item_{n}")
-        if keys is None or not {"class", "type"} <= keys.keys():
-            continue
-        names = [entry for entry in keys if re.match(r"(added|written)\.\d", entry)]
-        added = [keys[name].replace("\\", "/") for name in names if name.startswith("added")]
-        written = [keys[name].replace("\\", "/").split(",") for name in names if name.startswith("written")]
-        copies = f"{destination}/OV_Backup/{directory_of(keys)}/"
-        found.setdefault((int(keys["class"]), int(keys["type"], 16)),
-                         (added, {entry[1].strip(): copies + entry[0].strip().rpartition("/")[2] for entry in written if len(entry) > 1},
-                          (keys.get("origin.version"), keys.get("result.version"))))
+    """Of a destination's ledger: (class, type): (added paths, {path: its copy}, versions); the first of two counts."""
+    found, ledger = {}, sections(decode(tree.get(f"{destination}/{LEDGER}", file("")).content))
+    for keys in (ledger.get(f"item_{n}", {}) for n in range(len(ledger))):
+        if {"class", "type"} <= keys.keys():
+            lists = {name: [value.replace("\\", "/") for key, value in keys.items() if re.match(name + r"\.\d", key)]
+                     for name in ("added", "written")}
+            written = [[part.strip() for part in entry.split(",")] for entry in lists["written"]]
+            copies = f"{destination}/OV_Backup/{directory_of(keys)}/"
+            written = {entry[1]: copies + entry[0].rpartition("/")[2] for entry in written if len(entry) > 1}
+            found.setdefault(identity_of(keys), (set(lists["added"]), written, versions_of(keys)))
     return found
 
 
@@ -63,49 +67,40 @@ class Order:
         self.rollback, self.backup = action == 1, common.get("backup") != "0"
         self.old = common.get("patchagent.version") == "0"
         mended = re.findall(r"Get(\w+)Path \* rewrite (\S+)", decode(tree.get("agent.orders", file("")).content))
-        paths = {{"Product": "1", "Engine": "2", "Pattern": "3"}[name]: path.replace("\\", "/") for name, path in mended}
+        paths = {("", "Product", "Engine", "Pattern").index(name): path.replace("\\", "/") for name, path in mended}
         self.items = []
         for n in range(min(number(common.get("itemcount", "0")), len(manifest)) if action in (0, 1) else 0):
             keys = manifest.get(f"item_{n}", {})
-            if not {"class", "type", "destination"} <= keys.keys():
-                break
-            destination = keys["destination"].rstrip("\\").replace("\\", "/")
-            place = paths.setdefault(keys["class"], destination)
-            source = f"{common.get('orvelle_path')}/OV_Temp/{directory_of(keys)}/".replace("\\", "/")
-            self.items.append(((int(keys["class"]), int(keys["type"], 16)), destination, source,
-                               place if self.old else destination))
-        self.destinations = {destination for _, destination, _, _ in self.items}
+            if {"class", "type", "destination"} <= keys.keys():
+                destination = keys["destination"].rstrip("\\").replace("\\", "/")
+                place = paths.setdefault(int(keys["class"] or 0), destination) if self.old else destination
+                source = f"{common.get('orvelle_path')}/OV_Temp/{directory_of(keys)}/".replace("\\", "/")
+                self.items.append(((destination, identity_of(keys)), versions_of(keys), source, place))
 
 
-def expect_update(order, before, skipped):
-    """The files after an update, and the records: (destination, identity): (added, {path: content before})."""
+def expect(order, before, skipped, decode):
+    """The files after a run that succeeds, and by destination and identity the records: None for one that is gone, or
+    the added paths, {path: content before}, versions."""
     now, changed = files(before), {}
-    for identity, destination, source, place in order.items:
-        new = {f"{place}/{path[len(source):]}": entry for path, entry in before.items()
-               if path.startswith(source) and entry is not None}
-        new = {path: entry for path, entry in new.items() if path not in skipped}
-        changed[destination, identity] = ({path for path in new if path not in now},
-                                          {path: now[path] for path in new if path in now})
-        now.update(new)
-    return now, changed
-
-
-def expect_rollback(order, before, skipped, decode):
-    """The files after a rollback, in which the items have no records any more."""
-    now, changed = files(before), {}
-    for identity, destination, _, _ in order.items:
-        added, written, _ = records(before, destination, decode).get(identity, ((), {}, ()))
-        if (destination, identity) not in changed:
-            for path in set(added) - skipped:
+    for key, versions, source, place in order.items:
+        if order.rollback:
+            added, written, _ = records(before, key[0], decode).get(key[1], (set(), {}, ()))
+            for path in added - skipped if key not in changed else ():
                 now.pop(path, None)
-            now.update({path: before[copy] for path, copy in written.items()
-                        if isinstance(before.get(copy), File) and path not in skipped})
-        changed[destination, identity] = None
+            now.update({path: before[copy] for path, copy in written.items() if key not in changed and
+                        isinstance(before.get(copy), File) and path not in skipped})
+            changed[key] = None
+        else:
+            new = {f"{place}/{path[len(source):]}": entry for path, entry in before.items() if path.startswith(source)}
+            new = {path: entry for path, entry in new.items() if entry and path not in skipped}
+            changed[key] = (new.keys() - now.keys(), {path: now[path] for path in new if path in now},
+                            versions) if order.backup else None
+            now.update(new)
     return now, changed
 
 
-def judge_records(order, changed, before, after, decode, otherwise):
-    for destination in order.destinations:
+def judge_records(changed, before, after, decode, otherwise):
+    for destination in {destination for destination, _ in changed}:
         ledger = f"{destination}/{LEDGER}"
         if ledger in otherwise:
             text = before.get(ledger) if otherwise[ledger] == KEPT else otherwise[ledger]
@@ -113,23 +108,17 @@ def judge_records(order, changed, before, after, decode, otherwise):
             continue
         old, new = records(before, destination, decode), records(after, destination, decode)
         ours = {identity: record for (place, identity), record in changed.items() if place == destination}
-        if {i: r for i, r in old.items() if i not in ours} != {i: r for i, r in new.items() if i not in ours}:
-            yield f"records of other items under {destination} changed"
-        for identity, record in ours.items():
-            added, written, _ = new.get(identity, ((), {}, ()))
-            if (identity in new) != (record is not None):
-                yield f"the record of {identity} under {destination}"
-            elif record is not None and (set(added), set(written)) != (record[0], set(record[1])):
-                yield f"the record of {identity} under {destination} has {added} and {list(written)}"
-            elif record is not None:
-                yield from differences(record[1], {path: after.get(copy) for path, copy in written.items()})
-        old_named, named = ({copy for _, written, _ in ledger.values() for copy in written.values()}
-                            for ledger in (old, new))
-        copies, kept = ({path: entry for path, entry in files(tree, True).items()
-                         if path.startswith(destination + "/OV_Backup/") and path != ledger} for tree in (before, after))
-        strays = {path: entry for path, entry in copies.items() if path not in old_named}
-        yield from differences(strays, {path: entry for path, entry in kept.items()
-                                        if path not in named and path not in otherwise})
+        held = {identity: (added, {path: after.get(copy) for path, copy in written.items()}, versions)
+                if identity in ours else (added, written, versions) for identity, (added, written, versions) in new.items()}
+        expected = {**old, **ours}
+        for identity in expected.keys() | held.keys():
+            if expected.get(identity) != held.get(identity):
+                yield f"the record of {identity}: expected {expected.get(identity)}, found {held.get(identity)}"
+        before_named, named = ({copy for _, written, _ in tree.values() for copy in written.values()} for tree in (old, new))
+        strays, left = ({path: entry for path, entry in files(tree, True).items() if path not in names and
+                         path != ledger and path.startswith(destination + "/OV_Backup/") and path not in otherwise}
+                        for tree, names in ((before, before_named), (after, named)))
+        yield from differences(strays, left)
 
 
 def judge(before, outcome, result, decode, otherwise=None):
@@ -151,11 +140,8 @@ def judge(before, outcome, result, decode, otherwise=None):
                                for tree in (copies, kept)))
         wrong += [f"{path}: left behind" for path in kept if kept[path] != copies.get(path) and path not in otherwise]
     else:
-        expected, changed = (expect_rollback(order, before, skipped, decode) if order.rollback else
-                             expect_update(order, before, skipped))
-        if not order.rollback and not order.backup:
-            changed = dict.fromkeys(changed)
-        wrong += judge_records(order, changed, before, after, decode, otherwise)
+        expected, changed = expect(order, before, skipped, decode)
+        wrong += judge_records(changed, before, after, decode, otherwise)
     for path, entry in otherwise.items():
         if entry == GONE:
             expected.pop(path, None)
@@ -166,7 +152,7 @@ def judge(before, outcome, result, decode, otherwise=None):
     wrong += differences(expected, files(after))
     # An old agent's files stay below all destinations but the first.
     wrong += [f"{path}: still there" for path in after if STAGED.search(path) and path not in otherwise and
-              not (order.old and order.items and not path.startswith(order.items[0][1] + "/"))]
+              not (order.old and order.items and not path.startswith(order.items[0][0][0] + "/"))]
     wrong += [f"{path}: the directory is gone" for path, entry in before.items()
               if entry is None and path not in after and not STAGED.search(path) and path not in otherwise]
     return wrong
@@ -174,8 +160,7 @@ def judge(before, outcome, result, decode, otherwise=None):
 
 def judge_again(device, story, before):
     """An undisturbed update of the story, and a rollback after it, which gives back what was before."""
-    wrong = []
-    now = before
+    wrong, now = [], before
     for action in (0, 1):
         now = {**now, MANIFEST: file(device.encode(story.manifest({"common.action": action})))}
         now.pop("agent.orders", None)
