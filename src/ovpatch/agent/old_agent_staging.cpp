@@ -30,6 +30,11 @@ bool isKnownMissing(const char* path) {
     return !pathExists(path, &known) && known;
 }
 
+void removeAgentIni(const char* path) {
+    if (*path == '\0' || isKnownMissing(path)) return;
+    if (unlink(path, nullptr, nullptr) != FILEOP_OK) unlink(path, nullptr, nullptr);
+}
+
 // The agent file's path with its extension replaced. The last point of the whole path counts, wherever it
 // stands, but never the very first byte. False when the result does not fit.
 bool agentIniPath(const char* patchAgentFile, char (&out)[OVPATCH_PATH_SIZE]) {
@@ -74,11 +79,11 @@ void OldAgentStaging::layOutAgentIni(const char* patchAgentFile) {
 
 OldAgentStaging::~OldAgentStaging() {
     if (sourceIniPath_[0] != '\0') unlink(sourceIniPath_, nullptr, nullptr);
-    if (sourceDirectory_[0] != '\0') removeTree(sourceDirectory_, nullptr, nullptr);
-    if (rootAgentIniPath_[0] != '\0' && !isKnownMissing(rootAgentIniPath_))
-        unlink(rootAgentIniPath_, nullptr, nullptr);
-    if (baseAgentIniPath_[0] != '\0' && !isKnownMissing(baseAgentIniPath_))
-        unlink(baseAgentIniPath_, nullptr, nullptr);
+    // A removal ends at its first failure. What failed in passing goes at the second try.
+    if (sourceDirectory_[0] != '\0' && removeTree(sourceDirectory_, nullptr, nullptr) != FILEOP_OK)
+        removeTree(sourceDirectory_, nullptr, nullptr);
+    removeAgentIni(rootAgentIniPath_);
+    removeAgentIni(baseAgentIniPath_);
 }
 
 }  // namespace ovpatch

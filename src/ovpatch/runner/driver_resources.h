@@ -2,8 +2,7 @@
 #ifndef OVPATCH_OVPATCH_RUNNER_DRIVER_RESOURCES_H
 #define OVPATCH_OVPATCH_RUNNER_DRIVER_RESOURCES_H
 
-#include <memory>
-#include <new>
+#include <optional>
 
 #include "ovpatch/agent/agent_api.h"
 #include "ovpatch/agent/agent_loader.h"
@@ -20,12 +19,10 @@ struct DriverResources {
 
     UpdateStru update{};
     PatchAgentApi agent{};
-    std::unique_ptr<OldAgentStaging> staging;  // old generation only
+    std::optional<OldAgentStaging> staging;  // old generation only
 
-    // Lays out the files of an old-generation agent; without memory the run goes on without them.
-    void stageForOldAgent() {
-        staging.reset(new (std::nothrow) OldAgentStaging(update.items[0].destination, update.patchAgentFile));
-    }
+    // Lays out the files of an old-generation agent.
+    void stageForOldAgent() { staging.emplace(update.items[0].destination, update.patchAgentFile); }
 
 private:
     // The strings that the agent was given go first, then its library, and last the files that it found on
