@@ -189,6 +189,10 @@ class Device:
         os.symlink("../agent", os.path.join(self.directory, b"agent"))
         self.streams = os.open(os.path.join(root, "said"), os.O_RDWR | os.O_CREAT | os.O_APPEND, 0o600)
 
+    def remove(self):
+        os.close(self.streams)
+        shutil.rmtree(self.root, ignore_errors=True)
+
     def encode(self, text):
         """As the device writes it; in names that it keeps in Unicode this host sees UTF-8."""
         return text.encode(self.charset, "surrogateescape")

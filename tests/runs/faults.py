@@ -7,7 +7,6 @@ texts says so and ends at once, as if it were killed.
 """
 import os
 import re
-import shutil
 import sys
 import time
 from concurrent.futures import ProcessPoolExecutor
@@ -141,7 +140,7 @@ def play(name, generation):
                 wrong = situation.wrong_with(situation.play(order), how, n)
                 found += [f"{situation.name}: {order} {told}: {wrong}"] if wrong else []
     finally:
-        shutil.rmtree(situation.device.root, ignore_errors=True)
+        situation.device.remove()
     return found, count
 
 
