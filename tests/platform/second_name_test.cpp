@@ -92,7 +92,8 @@ TEST_F(SecondName, KeepsTheOldContentWhenTheFileIsReplaced) {
     fs::create_hard_link(tree.host("file"), tree.host("held elsewhere"));
     fs::create_symlink("other", tree.host("link"));
     fs::create_directory(tree.host("directory"));
-    for (const char* unfit : {"file", "link", "directory", "missing"})
+    lay("read-only", "stays", 0444);
+    for (const char* unfit : {"file", "link", "directory", "missing", "read-only"})
         EXPECT_FALSE(give(unfit, "second")) << unfit;
     EXPECT_FALSE(exists("second"));
     EXPECT_FALSE(give("other", "no directory/second"));

@@ -235,6 +235,19 @@ class Others(Runs):
                 outcome = self.device.run(through=through)
                 self.check(judge(tree, outcome, 0, self.device.decode), outcome)
 
+    @unittest.skipIf(WINDOWS, "rights of a POSIX host")
+    def test_source_that_may_not_be_read(self):
+        """A directory that cannot be listed is not taken for an empty one."""
+        as_anybody = ["setpriv", "--bounding-set=-dac_override,-dac_read_search"] if os.geteuid() == 0 else []
+        close = 'chmod 0 "$0"; "$@"; status=$?; chmod 755 "$0"; exit $status'
+        for place in ("base/OV_Temp/1/2", "base/OV_Temp/1/2/sub"):
+            tree = with_directories({**Story(ENGINE, PRODUCT).tree(), "base/OV_Temp/1/2/sub/f": file("new")})
+            self.device.lay(tree)
+            outcome = self.device.run(through=["sh", "-c", close, place, *as_anybody])
+            wrong = judge(tree, outcome, 16, self.device.decode)
+            self.check([line for line in wrong if not line.startswith("a record of process")], outcome)
+            self.assertIn("E OvPatch: {}\\ cannot be read, error 5.".format(place.replace("/", "\\")), outcome.log)
+
     def test_there_and_back(self):
         """Random trees: two updates, then a rollback, which gives back what was between them."""
         chance = random.Random(1)
