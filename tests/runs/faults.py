@@ -26,9 +26,7 @@ EXCUSED = [
     (r"once [mc]alloc : ..dst/new\d\.bin: expected 'nothing'", "a new file stays when there is no memory to note it"),
     (r"(update|undo), .* once malloc : ..calls out of order", "without memory for an item's record its bracket stays open"),
     (r"rollback.* once malloc : ..dst/OV_Backup.*left behind", "without memory for a record a rollback ends at once"),
-    (r"memory \d+ once _Znwm ", "names that are taken are kept in a vector"),
     (r"once [^:]*: ..the record of ", "a ledger that cannot be read or written when a run is entered is only logged"),
-    (r"(rollback|undo), .*once stat64 dst/new", "a failed look at an added file counts as its absence"),
 ]
 
 
