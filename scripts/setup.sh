@@ -17,6 +17,7 @@ need ninja ninja-build
 if [ "${1:-build}" = check ]; then
   need git git
   need clang-format clang-format
+  need clang-tidy clang-tidy
   need python3 python3
   need pkg-config pkgconf
   need dpkg-shlibdeps dpkg-dev
