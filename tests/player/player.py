@@ -37,9 +37,11 @@ def file(content, mode=0o644):
 
 def read_file(path):
     with open(path, "rb", buffering=0) as handle:
-        mode = stat.S_IMODE(os.fstat(handle.fileno()).st_mode)
-        # Of the rights Windows knows one; the rest is the host's business.
-        return File(handle.read(), mode if not WINDOWS else 0o644 if mode & stat.S_IWUSR else 0o444)
+        content, mode = handle.read(), stat.S_IMODE(os.fstat(handle.fileno()).st_mode)
+    if WINDOWS:  # which ends lines of text its own way, and knows one of the rights
+        content = content.replace(b"\r\n", b"\n") if path.endswith(b".ini") else content
+        mode = 0o644 if mode & stat.S_IWUSR else 0o444
+    return File(content, mode)
 
 
 def read_tree(root, skipped=(), below=b""):
@@ -217,9 +219,9 @@ class Device:
 
     def start(self, arguments=("base",), environment=None, through=()):
         """Starts a run with the environment's variables added; `through` is a command that starts what follows it."""
-        return subprocess.Popen([*through, *LAUNCHER, PROGRAM, *map(self.encode, arguments)], cwd=self.directory, close_fds=False,
-                                stdin=subprocess.DEVNULL, stdout=self.streams, stderr=self.streams,
-                                env={**self.environment, **environment} if environment else self.environment)
+        return subprocess.Popen([*through, *LAUNCHER, PROGRAM, *map(self.encode, arguments)], cwd=self.directory,
+                                close_fds=False, stdin=subprocess.DEVNULL, stdout=self.streams, stderr=self.streams,
+                                env={**self.environment, **(environment or {})})
 
     @staticmethod
     def wait(process):
@@ -243,7 +245,7 @@ class Device:
             status = self.wait(process)
             outcome = Outcome(process.pid, status, self.names(before, "decode"), self.look(),
                               os.pread(self.streams, 1 << 20, 0).decode("utf-8", "replace"), self.decode)
-            if not WINDOWS or status in (0, 1, 2):
+            if not WINDOWS or (status == 0 and outcome.log):
                 break
             # Now and then Wine itself does not start or end a program well.
             write_tree(self.directory, before, self.now)

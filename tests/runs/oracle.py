@@ -109,12 +109,14 @@ def judge_records(changed, before, after, decode, otherwise):
         old, new = records(before, destination, decode), records(after, destination, decode)
         ours = {identity: record for (place, identity), record in changed.items() if place == destination}
         held = {identity: (added, {path: after.get(copy) for path, copy in written.items()}, versions)
-                if identity in ours else (added, written, versions) for identity, (added, written, versions) in new.items()}
+                if identity in ours else (added, written, versions)
+                for identity, (added, written, versions) in new.items()}
         expected = {**old, **ours}
         for identity in expected.keys() | held.keys():
             if expected.get(identity) != held.get(identity):
                 yield f"the record of {identity}: expected {expected.get(identity)}, found {held.get(identity)}"
-        before_named, named = ({copy for _, written, _ in tree.values() for copy in written.values()} for tree in (old, new))
+        before_named, named = ({copy for _, written, _ in found.values() for copy in written.values()}
+                               for found in (old, new))
         strays, left = ({path: entry for path, entry in files(tree, True).items() if path not in names and
                          path != ledger and path.startswith(destination + "/OV_Backup/") and path not in otherwise}
                         for tree, names in ((before, before_named), (after, named)))

@@ -15,14 +15,15 @@ from player import (AGENTS, ENGINE, LOG, MANIFEST, PATTERN, PRODUCT, RECORD, SUF
                     Story, differences, file, read_file, with_directories)
 
 # The lines of level 9; all others have level 6.
-NINE = re.compile(r". (Old OV temp |Copy to old ov temp failed|Update(Ex)?: Call patchagent|(start|end)EachItem: unknown|"
-                  r"rollback: patch agent refused|OvPatch: CatURIWithFile)")
+NINE = re.compile(r". (Old OV temp |Copy to old ov temp failed|Update(Ex)?: Call patchagent|startEachItem: unknown|"
+                  r"endEachItem: unknown|rollback: patch agent refused|OvPatch: CatURIWithFile)")
 ITEMS = {"engine": ENGINE, "product": PRODUCT, "pattern": PATTERN}
 CLASSES = ("Engine", "Product", "Pattern")
 # What the rows leave to the generation.
 WORDS = {"gen": ("old", "new"), "other": ("new", "old"), "Patch": ("Patch", "Action"), "patch": ("patch", "action"),
-         "open": ("StartPatch", "StartAction"), "close": ("EndPatch", "EndAction"), "ask": ("IsRollback", "IsRollbackEx"),
-         "check": ("CheckFile", "CheckFileEx"), "start": ("StartProduct", "StartItem"), "end": ("EndProduct", "EndItem"),
+         "open": ("StartPatch", "StartAction"), "close": ("EndPatch", "EndAction"),
+         "ask": ("IsRollback", "IsRollbackEx"), "check": ("CheckFile", "CheckFileEx"),
+         "start": ("StartProduct", "StartItem"), "end": ("EndProduct", "EndItem"),
          "from": ("0x31234", "{0x31234 0 0}"), "to": ("0x40000", "{0x40000 0 0}"),
          **{f"{side.lower()}{n}": (f"{side}{name} #1", f"{side}Item #{n}") for side in ("Start", "End")
             for n, name in enumerate(CLASSES, 1)}}
@@ -61,8 +62,9 @@ class Changes:
                 self.keys[key] = value.replace("/", "\\") if given else None
 
     def put(self, change):
-        path, _, content = change[1:].replace("^", "\n").replace(r"\s", " ").replace(r"\r", "\r").partition("=")
-        entry = file(content) if content[:1] != "@" else read_file(os.path.join(AGENTS, content[1:] + SUFFIX))
+        path, _, content = change[1:].replace("^", "\n").replace(r"\s", " ").partition("=")
+        agent = os.fsencode(os.path.join(AGENTS, content[1:] + SUFFIX))
+        entry = read_file(agent) if content.startswith("@") else file(content)
         entry = {"+": None if path.endswith("/") else entry, "-": GONE, "=": KEPT, "!": None}[change[0]]
         (self.read_only if change[0] == "!" else self.files).append((path.rstrip("/"), entry))
 
@@ -89,15 +91,12 @@ class Runs(unittest.TestCase):
         if wrong:
             self.fail("\n".join([*wrong, *(["", "Log and calls:", *outcome.log, *outcome.calls] if outcome else [])]))
 
-    def after_update(self, story, tree):
-        """The tree after an undisturbed update."""
-        key = frozenset(tree.items())
-        if key not in self.updated:
-            self.device.lay(tree)
-            outcome = self.device.run()
-            self.check(judge(tree, outcome, 0, self.device.decode), outcome)
-            self.updated[key] = outcome.tree
-        return self.updated[key]
+    def judged(self, tree, result=0, otherwise=None, through=()):
+        """What a run in that tree leaves, found right."""
+        self.device.lay(tree)
+        outcome = self.device.run(through=through)
+        self.check(judge(tree, outcome, result, self.device.decode, otherwise), outcome)
+        return outcome
 
     def prepare(self, words, changes, run):
         """The story, and the tree of a device before its run."""
@@ -107,16 +106,14 @@ class Runs(unittest.TestCase):
         story = Story(*items, generation=int(run[1]), changes=layout.keys)
         tree = layout.apply(story.tree())
         if run[0] == "R" or "after" in words:
-            tree = self.after_update(story, tree)
+            key = frozenset(tree.items())
+            tree = self.updated[key] = self.updated.get(key) or self.judged(tree).tree
         manifest = file(story.manifest({"common.action": int(run[0] == "R"), **disturbance.keys}))
         return story, disturbance.apply({**tree, MANIFEST: manifest})
 
     def play(self, words, changes, result, lines, otherwise, run):
         story, tree = self.prepare(words, changes, run)
-        self.device.lay(tree)
-        outcome = self.device.run()
-        self.check(judge(tree, outcome, None if result == "none" else int(result), self.device.decode,
-                         dict(Changes(otherwise).files)), outcome)
+        outcome = self.judged(tree, None if result == "none" else int(result), dict(Changes(otherwise).files))
         seen, again = outcome.log + ["C " + call for call in outcome.calls], outcome.tree
         for line in filter(None, lines.split(" & ")):
             unwanted = line.startswith("no ")
@@ -167,16 +164,15 @@ class Others(Runs):
         for head in (head for head in blocks if "|" in head):
             what, words, changes = (column.strip() for column in head.split("|"))
             run, *words = words.split()
-            for shown in ("69", "9"):
-                _, tree = self.prepare(words, fill(changes, run), run)
-                orders = tree["agent.orders"].content + f"Load * trace {LOG}\n".encode()
-                level = {"69": 6, "9": 7}[shown]
-                self.device.lay({**tree, "agent.orders": file(orders), "base/ovcfg.ini": file(f"[Debug]\nLevel={level}\n")})
+            _, tree = self.prepare(words, fill(changes, run), run)
+            tree["agent.orders"] = file(tree["agent.orders"].content + f"Load * trace {LOG}\n".encode())
+            lines = re.findall(r"(.)(E?) (.+?)( -> (.+))?$", fill("\n".join(blocks[head]), run), re.M)
+            for least in ("6", "7"):
+                self.device.lay({**tree, "base/ovcfg.ini": file(f"[Debug]\nLevel={least}\n")})
                 records = []
-                for level, error, text, _, call in re.findall(r"(.)(E?) (.+?)( -> (.+))?$", fill("\n".join(blocks[head]), run),
-                                                              re.M):
-                    records += [("E " if error else "I ") + text] * (level in shown) + ["C " + call] * bool(call)
-                with self.subTest(what, levels=shown):
+                for level, error, text, _, call in lines:
+                    records += [("E " if error else "I ") + text] * (level >= least) + ["C " + call] * bool(call)
+                with self.subTest(what, levels=least):
                     self.assertEqual(records, self.device.run().log)
 
     def test_command_lines(self):
@@ -186,10 +182,10 @@ class Others(Runs):
                 ('"x/a.exe" "base"', 0, "base/"), ('"x/a.exe""base"', 0, "base/"), ('a.exe"base', 0, "base/"),
                 (' "a.exe" "" " base\t" "  "', 0, "base/"), ('"x/a.exe" "base/in"', 0, "base/in/"),
                 ('"base/a.exe"', 0, "base/"), ('"base/a b.exe"', 0, "base/"), ('"base\\in/a.exe"', 0, "base/in/"),
-                ('"base/a.exe" "other" "third"', 0, "base/"), ('""', 0, ""), ('"a.exe"', 0, ""), (tokens + '"', 0, "base/"),
+                ('"base/a.exe" "o" "third"', 0, "base/"), ('""', 0, ""), ('"a.exe"', 0, ""), (tokens + '"', 0, "base/"),
                 (f'"x" "{deep}"', 0, deep + "/"), (f'"x" "{deep}d"', 0, None), (f'"x" "{deep}de"', 0, None),
                 ('"base/a.exe" "base" "base" "base"', 0, None), ('"a.exe" "' + "b" * 260 + '"', 1, None),
-                ('"base/' + "b" * 260 + '/a.exe"', 1, None), (tokens + 'c"', 2, None), (tokens.ljust(700, "c") + '"', 2, None)):
+                ('"base/' + "b" * 260 + '/a.exe"', 1, None), (tokens + 'c"', 2, None), (tokens + "c" * 200, 2, None)):
             self.device.lay({("base/" if base is None else base) + "OV_Temp/OvPatch.ini": file("[common]\naction=2\n")})
             outcome = self.device.run([line])
             results = {path: entry.content for path, entry in outcome.tree.items() if path.endswith("OvResult.ini")}
@@ -198,7 +194,8 @@ class Others(Runs):
 
     def test_two_runs(self):
         """The second waits, with nothing done, for as long as the first one's agent takes."""
-        self.device.lay({**Story(ENGINE).tree(), "agent.orders": file("StartAction * write started\nStartAction * await go\n")})
+        orders = file("StartAction * write started\nStartAction * await go\n")
+        self.device.lay({**Story(ENGINE).tree(), "agent.orders": orders})
         first = self.device.start()
         while not os.path.exists(os.path.join(self.device.directory, b"started")) and first.poll() is None:
             time.sleep(0.001)
@@ -219,7 +216,7 @@ class Others(Runs):
         """A trail byte that looks like a separator is none: in a destination, a directory and a file's name."""
         device, so = Device("cp932"), "\u30bd"
         story = Story({**ENGINE, "destination": "d" + so})
-        tree = {**story.tree(), MANIFEST: file(story.manifest().encode("cp932")), "base/ovcfg.ini": file("code_page=932\n"),
+        tree = {**story.tree(), "base/ovcfg.ini": file("code_page=932\n"),
                 f"base/OV_Temp/2/31/{so}/f{so}.bin": file("new"), f"d{so}/{so}/f{so}.bin": file("old")}
         self.check(judge_again(device, story, with_directories(tree)))
 
@@ -228,12 +225,10 @@ class Others(Runs):
         """Without standard streams, or without a place for the lock, a run goes on."""
         lock = "mount -t tmpfs none /tmp && mkdir /tmp/PATCH-5CF3C8EF-8084-4af1-9E60-8EB894E951B7.lock && "
         mounts = subprocess.run(["unshare", "-m", "true"], stderr=subprocess.DEVNULL, check=False).returncode == 0
-        for through in (["sh", "-c", 'exec "$@" 0<&- 1>&- 2>&-', "-"], ["unshare", "-m", "sh", "-c", lock + 'exec "$@"', "-"]):
+        for through in (["sh", "-c", 'exec "$@" 0<&- 1>&- 2>&-', "-"],
+                        ["unshare", "-m", "sh", "-c", lock + 'exec "$@"', "-"]):
             if through[0] == "sh" or mounts:
-                tree = Story(ENGINE).tree()
-                self.device.lay(tree)
-                outcome = self.device.run(through=through)
-                self.check(judge(tree, outcome, 0, self.device.decode), outcome)
+                self.judged(Story(ENGINE).tree(), through=through)
 
     @unittest.skipIf(WINDOWS, "rights of a POSIX host")
     def test_source_that_may_not_be_read(self):
@@ -257,12 +252,12 @@ class Others(Runs):
             tree = story.tree()
             for _ in range(2):
                 for place in ("dst", "dst2", "base/OV_Temp/2/31", "base/OV_Temp/1/2"):
-                    tree.update({f"{place}/{name}": file(chance.randbytes(chance.choice((0, 1, 999, 70000))), chance.choice(
-                        (0o644,) if WINDOWS else (0o644, 0o600, 0o755))) for name in chance.sample(names, 5)})
+                    for name in chance.sample(names, 5):
+                        mode = 0o644 if WINDOWS else chance.choice((0o644, 0o600, 0o755))
+                        tree[f"{place}/{name}"] = file(chance.randbytes(chance.choice((0, 1, 999, 70000))), mode)
                 tree = with_directories(tree)
                 self.check(judge_again(self.device, story, tree))
-                self.device.lay(tree)
-                tree = self.device.run().tree
+                tree = self.judged(tree).tree
 
 
 if __name__ == "__main__":
