@@ -52,7 +52,7 @@ struct TempTree {
             if (!entry.is_symlink() && entry.is_directory())
                 all[name + "/"];
             else
-                all[name] = entry.is_symlink() ? "@" : read(name);
+                all[name] = entry.is_symlink() ? "@" : entry.is_regular_file() ? read(name) : "";
         }
         return all;
     }

@@ -1,0 +1,234 @@
+// What holds on both hosts.
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include "tests/platform/support/device.h"
+
+namespace ovpatch::test {
+namespace {
+
+TEST(Contract, Outcomes) {
+    play(R"(put file abc; put locked kept; chmod locked 444; put dir/inner in; put empty/
+        attr dir,dir/,empty -> directory
+        attr locked -> read-only
+        attr file,dir/inner,dir/../file -> plain
+        find * -> dir/ empty/ file locked end
+        find dir -> dir/ end
+        find dir/inner -> inner end
+        find empty/* -> 2 | end
+        can file,locked,dir/inner -> ok
+        link? file,dir,dir/,dir/inner / move file dir/,locked,dir -> no
+        attr,del,rmdir,find,can,link? missing / copy missing file,new,missing/x / open missing,new r,rb,r+ -> 2
+        attr,can,link? missing/x,missing/x/y,file/x,- / find missing/*,missing/x -> 3
+        find file/x -> 3 | 123
+        del missing/x,file/x,- / create,mkdir missing/new,file/new,- / rmdir missing/below -> 3
+        copy missing/x,file/x,- file,new / copy,new file missing/x,locked/x,- -> 3
+        open missing/x,file/x,- rb,wb,at,r+ -> 3
+        rmdir - -> 3 | 123
+        attr,can,link?,del,create,mkdir,rmdir fil*,fil?,d?r/inner -> 123
+        copy,new fil*,fil?,d?r/inner new / copy,new file n*,n?,d?r/inner / open fil*,d?r/inner,new? rb,wb,at,r+ -> 123
+        copy locked new; copy file new / copy file dir,empty,locked / copy dir,empty file,new -> 5
+        del locked,dir,empty / can dir / open dir rb,w,at,r+ / open locked w,at,r+,wb,w+ -> 5
+        copy file file,dir/../file -> 32
+        new file dir/inner / create new; create new / create file,dir,locked -> 80
+        name file locked -> 80 | 50
+        open file x,rx,bw,+ -> 87
+        rmdir dir,dir/ -> 145
+        mkdir dir,dir/,file,locked -> 183
+        rmdir file,dir/inner -> 267
+        copy file new,dir/../new / new file new -> ok +new=abc
+        copy file dir/inner -> ok dir/inner=abc
+        copy locked file -> ok file=kept:444 | ok file=kept
+        copy locked new -> ok +new=kept:444
+        create new -> ok +new=
+        create dir/new -> ok +dir/new=
+        mkdir new,new/ -> ok +new/=
+        mkdir new; mkdir new/below/ -> ok +new/below/=
+        rmdir empty,empty/ -> ok -empty/
+        del file -> ok -file
+        chmod locked 644; del locked -> ok -locked
+        open file r,rb,rt -> abc
+        open locked rb -> kept
+        open file r+,r+b,rb+ -> abc, file=Xbc closed file=Xbc
+        open file a,ab,at,a+,a+b -> , file=abcX closed file=abcX
+        open file w,wb,w+,w+b -> , closed file=X | , file=X closed file=X
+        open new a,at,a+ -> , new=X closed +new=X
+        open new w,wb,w+ -> , closed +new=X | , new=X closed +new=X
+        convert abc -1 4 -> 4abc
+        convert abcdef -1 0 -> 7~~~
+        convert abc 2 2 / convert abc 2 3 -> 2ab~
+        convert abc -1 3 / convert abc 3 2 -> 122~~~
+        convert abc 3 3 -> 3abc
+        convert abc -2 4 -> 87~~~ | 4abc
+        convert abc 0 4 / convert null -1 4 / convert abc -1 9,-1 -> 87~~~
+    )",
+         device);
+}
+
+// One short of, equal to and one above what is copied at a time, and several times of it.
+TEST(Contract, ACopyHasTheContentAndTheTimeAtEverySize) {
+    const TempTree tree;
+    for (const std::size_t size : {0U, 1U, 65536U, 1048575U, 1048576U, 1048577U, 3145735U}) {
+        std::string content(size, '\0');
+        for (std::size_t i = 0; i < size; ++i)
+            content[i] = static_cast<char>(i * 7 + i / 251);
+        tree.write("source", content);
+        fs::last_write_time(tree.root / "source",
+                            fs::file_time_type::clock::now() - std::chrono::hours(1000));
+        EXPECT_EQ(device(tree, {"copy", "source", "target"}).substr(0, 2), "ok");
+        EXPECT_TRUE(tree.read("target") == content) << size;
+        EXPECT_EQ(fs::last_write_time(tree.root / "target"), fs::last_write_time(tree.root / "source"));
+    }
+}
+
+// A seek, as the C library asks between reading and writing, and one random thing done three times.
+std::string step(std::FILE* file, const std::vector<unsigned>& dice) {
+    const long offset = static_cast<long>(dice[1] % 170000);
+    const bool fromEnd = dice[0] % 4 == 0;
+    std::string shown =
+        std::to_string(std::fseek(file, fromEnd ? -offset / 2 : offset, fromEnd ? SEEK_END : SEEK_SET));
+    std::string block(dice[3] % (dice[0] % 3 == 0 ? 199999 : 9000), static_cast<char>('a' + dice[3] % 26));
+    for (int repeat = 0; repeat < 3; ++repeat) {
+        if (dice[2] == 0) shown += std::to_string(std::fread(block.data(), 1, block.size(), file)) + block;
+        if (dice[2] == 1) shown += std::to_string(std::fgetc(file)) + (std::feof(file) != 0 ? "E" : "");
+        if (dice[2] == 2) shown += std::to_string(std::fwrite(block.data(), 1, block.size(), file));
+        if (dice[2] == 3) shown += std::to_string(std::fputc(static_cast<int>(dice[3] % 256), file));
+        if (dice[2] == 4) shown += std::to_string(std::fflush(file));
+        shown += "@" + std::to_string(std::ftell(file)) + " ";
+    }
+    return shown;
+}
+
+// The streams of the C library itself are the measure, at sizes around those of all buffers involved.
+TEST(Contract, AnySequenceOfReadsWritesAndSeeksGoesAsOnAnOrdinaryStream) {
+    auto random = [engine = std::mt19937(20040113)]() mutable { return static_cast<unsigned>(engine()); };
+    for (const char* mode : {"rb", "r+b", "w+b", "wb", "a+b"}) {
+        const TempTree tree;
+        std::string content(150001, '\0');
+        std::generate(content.begin(), content.end(), [&] { return static_cast<char>(random()); });
+        for (const char* name : {"ours", "theirs"})
+            tree.write(name, content);
+        std::FILE* ours = platform::fopen(tree.path("\\ours").c_str(), mode);
+        std::FILE* theirs = std::fopen((tree.root / "theirs").string().c_str(), mode);
+        ASSERT_TRUE(ours != nullptr && theirs != nullptr);
+        for (int i = 0; i < 400; ++i) {
+            const std::vector<unsigned> dice = {random(), random(), random() % 5, random()};
+            ASSERT_TRUE(step(ours, dice) == step(theirs, dice)) << mode << i << " " << dice[2];
+        }
+        EXPECT_EQ(std::fclose(ours), std::fclose(theirs));
+        EXPECT_TRUE(tree.read("ours") == tree.read("theirs")) << mode;
+    }
+}
+
+// What the entries of a library answer, or the numbers that are left.
+std::string entriesOf(const std::string& path) {
+    SetLastError(0);
+    const HMODULE library = LoadLibraryW(widen(path).c_str());
+    if (library == nullptr) return std::to_string(GetLastError());
+    std::string shown;
+    // The second is exported by a library that this one depends on.
+    for (const std::string& name :
+         {std::string("answerOfTestLibrary"), std::string("strtol"), std::string(260, 'n')}) {
+        const auto entry = reinterpret_cast<void (*)()>(GetProcAddressW(library, widen(name).c_str()));
+        shown += std::to_string(entry == nullptr ? static_cast<int>(GetLastError())
+                                                 : reinterpret_cast<int (*)()>(entry)()) +
+                 " ";
+    }
+    return shown + (FreeLibrary(library) ? "freed" : "kept");
+}
+
+TEST(Contract, LibrariesAreLoadedAndTheirOwnEntriesFound) {
+    const TempTree tree;
+    const std::string beside = "garbage" + tree.root.filename().string() + ".so";
+    for (const fs::path& path : {tree.root / "garbage.so", fs::path(TEST_LIBRARY_DIRECTORY) / beside})
+        std::ofstream(path) << "no library";
+    for (const char* path : {TEST_LIBRARY, TEST_LIBRARY_DIRECTORY "/" TEST_LIBRARY})
+        EXPECT_EQ(entriesOf(path), "42 127 122 freed");
+    EXPECT_EQ(entriesOf(tree.path("\\garbage.so")) + entriesOf(beside), "193193");
+    fs::copy(TEST_LIBRARY_DIRECTORY "/" TEST_LIBRARY, tree.root / "cut.so");
+    fs::resize_file(tree.root / "cut.so", fs::file_size(tree.root / "cut.so") / 3);
+    EXPECT_EQ(entriesOf(tree.path("\\cut.so")), "193");
+    EXPECT_EQ(entriesOf(tree.path("\\missing.so")) + entriesOf("no_such_library.so"), "126126");
+    EXPECT_EQ(entriesOf(""), ON_WINDOWS ? entriesOf("") : "126");
+    EXPECT_TRUE(GetProcAddressW(nullptr, TEXT("strtol")) == nullptr &&
+                GetLastError() == ERROR_INVALID_HANDLE);
+    fs::remove(fs::path(TEST_LIBRARY_DIRECTORY) / beside);
+}
+
+// A thread owns a mutex on one host, a handle on the other.
+TEST(Contract, AMutexIsTakenReleasedAndLeftByItsOwner) {
+    const std::string name = "ovpatch-test-" + TempTree().root.filename().string();
+    const auto make = [](const std::string& text, BOOL take, DWORD error) {
+        SetLastError(77);
+        const HANDLE mutex = CreateMutexW(nullptr, take, widen(text).c_str());
+        EXPECT_EQ(mutex == nullptr ? 77 : GetLastError(), error);
+        return mutex;
+    };
+    const HANDLE mutex = make(name, TRUE, 0);
+    EXPECT_TRUE(CloseHandle(make(name + "b", TRUE, 0)));
+    for (const bool releases : {true, false}) {
+        std::atomic<bool> waits = false;
+        std::thread waiter([&] {
+            const HANDLE second = make(name, TRUE, ERROR_ALREADY_EXISTS);
+            EXPECT_EQ(WaitForSingleObject(second, 0), DWORD{WAIT_TIMEOUT});
+            EXPECT_TRUE(!ReleaseMutex(second) && GetLastError() == 288);
+            waits = true;
+            EXPECT_EQ(WaitForSingleObject(second, INFINITE), DWORD{WAIT_OBJECT_0});
+            EXPECT_TRUE((!releases || ReleaseMutex(second)) && CloseHandle(second));
+        });
+        while (!waits)
+            std::this_thread::yield();
+        EXPECT_TRUE(ReleaseMutex(mutex));
+        EXPECT_TRUE(!ReleaseMutex(mutex) && GetLastError() == 288);
+        waiter.join();
+        EXPECT_EQ(WaitForSingleObject(mutex, INFINITE), ON_WINDOWS && !releases ? 128U : 0U);
+    }
+    const HANDLE idle = make(name + "b", FALSE, 0);
+    EXPECT_TRUE(!ReleaseMutex(idle) && WaitForSingleObject(idle, 0) == 0 && ReleaseMutex(idle) &&
+                CloseHandle(idle));
+    EXPECT_TRUE(CloseHandle(mutex));
+    for (const char* suffix : {"", "b"})
+        fs::remove("/tmp/" + name + suffix + ".lock");
+}
+
+// What the probe shows for words of the host's shell, with P for its own path, and whether it ends as told.
+std::string probed(const WideText& words) {
+    std::string line = ENTRY_PROBE;
+#ifdef _WIN32
+    std::replace(line.begin(), line.end(), '/', '\\');
+    std::FILE* output = _wpopen((widen(line) + TEXT(" ") + words).c_str(), L"r");
+#else
+    std::FILE* output = popen(("OVPATCH_ANSI_CODE_PAGE=932 " + line + " " + narrow(words)).c_str(), "r");
+#endif
+    std::string shown(1000, '\0');
+    shown.resize(std::fread(shown.data(), 1, shown.size(), output));
+#ifdef _WIN32
+    const int value = _pclose(output);
+#else
+    const int value = WEXITSTATUS(pclose(output));
+#endif
+    EXPECT_EQ(static_cast<std::size_t>(value),
+              std::regex_replace(shown, std::regex("<.*?>"), "u").size() % 100)
+        << shown;
+    return std::regex_replace(shown, std::regex("^\"[^\"]*platform_entry_probe[^\"]*\""), "P");
+}
+
+TEST(Contract, TheArgumentsReachTheEntryAsOneLineInQuotes) {
+    const std::pair<LPCWSTR, const char*> rows[] = {
+        {TEXT(""), "P"},
+        {TEXT("/base \"a b\" \"\""), "P \"/base\" \"a b\" \"\""},
+        {TEXT(R"("\"\x\a.exe\" \"\base\"")"), R"("\x\a.exe" "\base")"},
+        {TEXT(R"(a\"b c)"), R"(P "a"b" "c")"},
+        {ON_WINDOWS ? TEXT("*") : TEXT("'*'"), "P \"*\""},
+        {ON_WINDOWS ? TEXT("\\\"\u835C\u00E9\\\"") : TEXT("'\"\x83\\\xE9\"'"), "\"<835c><e9>\""},
+        // No file of the program's takes the number of a standard stream that is closed.
+        {ON_WINDOWS ? TEXT("") : TEXT("0<&-"), "P"},
+        {ON_WINDOWS ? TEXT("") : TEXT("0<&- 2>&-"), "P"},
+    };
+    for (const auto& [words, line] : rows)
+        EXPECT_EQ(probed(words), line);
+}
+
+}  // namespace
+}  // namespace ovpatch::test

@@ -1,0 +1,257 @@
+// What the device has no counterpart of: links, permissions, bytes in names, limits, other processes.
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <csignal>
+#include <functional>
+
+#include "tests/platform/support/device.h"
+
+// Comes in the middle of a copy, in place of what sets the time of the new file.
+static std::function<int()> inTheMiddle;
+
+extern "C" int futimens(int file, const timespec times[2]) noexcept {
+    const std::string path = "/proc/self/fd/" + std::to_string(file);
+    return inTheMiddle ? inTheMiddle() : utimensat(AT_FDCWD, path.c_str(), times, 0);
+}
+
+namespace ovpatch::test {
+namespace {
+
+// Steps of the host, and those of the device, by another user where `nobody:` stands before them.
+std::string onHost(const TempTree& tree, const Words& words) {
+    const fs::path path = tree.root / words.at(1);
+    const std::string& last = words.back();
+    const auto mode = [&] { return static_cast<mode_t>(std::stoul(last, nullptr, 8)); };
+    struct stat status = {};
+    if (words[0] == "link") fs::create_symlink(last, path);
+    if (words[0] == "hard") fs::create_hard_link(tree.root / last, path);
+    if (words[0] == "pipe") return std::to_string(mkfifo(path.c_str(), 0666));
+    if (words[0] == "own") return std::to_string(chown(path.c_str(), 1, 1));
+    if (words[0] == "chmod") return std::to_string(chmod(path.c_str(), mode()));
+    if (words[0] == "umask") return std::to_string(umask(mode()));
+    if (words[0] == "owner")
+        return std::to_string(stat(path.c_str(), &status) + static_cast<int>(status.st_uid));
+    if (words[0] == "nobody:") {
+        EXPECT_EQ(seteuid(65534), 0);
+        const std::string answer = act(tree, Words(words.begin() + 1, words.end()));
+        EXPECT_EQ(seteuid(0), 0);
+        return answer;
+    }
+    const auto open = [] { return std::distance(fs::directory_iterator("/proc/self/fd"), {}); };
+    const auto before = open();
+    const std::string answer = device(tree, words);
+    return answer + (open() == before ? "" : " leaves something open");
+}
+
+TEST(Posix, OutcomesOnLinks) {
+    play(
+        R"(put dir/real old; put file new; link link dir/real; link dirlink dir; link none nowhere; link a b; link b a
+        attr dirlink,dirlink/ -> directory
+        attr link -> plain
+        find dirlink -> dirlink/ end
+        find * -> a b dir/ dirlink/ file link none end
+        link? link,dirlink,dirlink/,dirlink//,none,a -> yes
+        link? dir/real,dir/,dirlink/real / move link,dirlink,none new / move file link,dirlink,none,a/new -> no
+        attr none / rmdir dirlink/missing -> 2
+        open none w,at,w+ / copy file none,dirlink -> 5
+        copy dir/real link -> 32
+        name link,dirlink,none new -> 50
+        create link,none -> 80
+        mkdir link,none -> 183
+        rmdir link,dirlink/real -> 267
+        attr a / copy file a / open a rb,w,at -> 1921
+        copy link new -> ok +new=old
+        copy file link,dirlink/real -> ok dir/real=new
+        open link r -> old
+        open link w -> , closed dir/real=X
+        open link at -> , dir/real=oldX closed dir/real=oldX
+        del link / chmod dir/real 444; del link -> ok -link
+        del,rmdir none -> ok -none
+        del dirlink / rmdir dirlink,dirlink/,dirlink// -> ok -dirlink
+    )",
+        onHost);
+}
+
+TEST(Posix, OutcomesOnPermissionsAndNames) {
+    play(
+        R"(umask . 022; put file old; put other new; chmod other 640; put sealed kept; chmod sealed 444; put shut 1; chmod shut 0; put list/sub/; chmod list 744; pipe pipe; put odd/..%5Cfile; put odd/a%2A
+        copy other file -> ok file=new:640
+        umask . 077; chmod other 666; copy other file -> ok file=new:666
+        umask . 077; open new w -> , closed +new=X:600
+        chmod other 4755; copy other new -> ok +new=new:755
+        chmod other 4755; copy other new; chmod new 600; move new file -> yes -new file=new:600
+        chmod file 622; open file w -> , closed file=X:622
+        attr pipe -> plain
+        find pipe -> pipe end
+                nobody: can file -> ok
+        can pipe / nobody: can shut / open pipe rb,w,at,r+ / copy pipe file,new / copy file pipe -> 5
+        nobody: open shut rb / nobody: attr list/sub / nobody: create,mkdir new / nobody: del file -> 5
+        nobody: find list/* -> sub end
+        find list/* -> sub/ end
+        own file; copy other file; owner file / own file; open file w; owner file -> 1
+        copy other file; owner file -> 0
+
+        move other file -> yes -other file=new:640
+        move file new -> yes -file +new=old
+        hard two file; move file two -> yes -file
+        name file new; move new file -> yes -new
+        own file; own other; chmod other 644; move file other -> yes -file other=old
+        move file a*,missing/new,pipe,sealed,list / move missing,a*,pipe,list,sealed new -> no
+        chmod file 4644,2644; move file new / own file; move file new,other / own other; move file other -> no
+        hard two file; move file,two new / hard two file; hard three file; move file two -> no
+        move file file,list/../file / hard two file; move file file,list/../file -> no
+        name file new -> ok +new=old
+        name file new; copy other file; open new r -> old
+        name missing new -> 2
+        name file missing/new -> 3
+        name list,pipe new / hard two file; name file new / chmod file 4644; name file new -> 50
+        name file other,list -> 80
+        name a* new / name file a* -> 123
+
+        find odd/* -> ..?file a* end
+        find k*,l?st/* / open odd/..?file,odd/a* rb / copy odd/..?file,odd/a* new -> 123
+        find list/ -> 2
+        find - / del - -> 3
+        put list/%01; put list/~; put list/B; put list/%80; put list/%FF%FE; find list/* -> %01 B sub/ ~ %80 %FF%FE end
+        mkdir,create,del,attr ~256 / mkdir,del,attr,find,can ~5000 / open ~5000 rb,w -> 206
+        copy file ~255; open ~255 rb -> old
+    )",
+        onHost);
+    const TempTree tree;
+    std::string names;
+    for (int i = 0; i < 1000; ++i) {
+        tree.write(std::to_string(1000 + i * 7 % 1000));
+        names += std::to_string(1000 + i) + " ";
+    }
+    EXPECT_EQ(act(tree, {"find", "*"}), names + "end");
+    const fs::path before = fs::current_path();
+    fs::current_path(tree.root);
+    EXPECT_EQ(found("*"), names + "end");
+    EXPECT_EQ(attributes(GetFileAttributesW(TEXT("1999"))) + attributes(GetFileAttributesW(TEXT("x"))),
+              "plain2");
+    fs::current_path(before);
+}
+
+// The code page is settled once for a process, so each has one.
+TEST(PosixDeathTest, InADoubleByteCodePageAPairIsOneUnitAndItsTrailByteNoSeparator) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto check = [](const char* codePage) {
+        setenv("OVPATCH_ANSI_CODE_PAGE", codePage, 1);
+        // A trail byte 0x5C, the bounds of the lead ranges, a lead byte before 0x3F and one at the end.
+        const std::string text = "\x83\x5C\x81\x40\xE0\x40\x80\xA0\x7E\xDF\xFC\xFC\xFD\x7E\xFF\x81\x3F\x9F";
+        const WideText japanese = {0x835C, 0x8140, 0xE040, 0x80, 0xA0, 0x7E, 0xDF,
+                                   0xFCFC, 0xFD,   0x7E,   0xFF, 0x81, 0x3F, 0x9F};
+        const WideText others = {0x835C, 0x8140, 0xE040, 0x80, 0xA07E, 0xDFFC,
+                                 0xFCFD, 0x7E,   0xFF,   0x81, 0x3F,   0x9F};
+        const WideText single(reinterpret_cast<const unsigned char*>(text.data()),
+                              reinterpret_cast<const unsigned char*>(text.data()) + text.size());
+        const std::string page = codePage;
+        EXPECT_TRUE(widen(text) == (page == "932"    ? japanese
+                                    : page == "1252" ? single
+                                                     : others) &&
+                    narrow(widen(text)) == text);
+        for (const WideText& foreign : {WideText(TEXT("a\u0141")), WideText{0x8330}, WideText{0x2040}})
+            EXPECT_TRUE(narrow(foreign).empty() && !DeleteFileW(foreign.c_str()) && GetLastError() == 1113);
+        if (page != "1252")
+            play(R"(put a%83%5Cb pair
+                find * -> a%83%5Cb end
+                del a%83%5Cb -> ok -a%83%5Cb
+                open a%83%5Cb r -> pair)",
+                 device);
+        std::exit(testing::Test::HasFailure() ? 1 : 0);
+    };
+    for (const char* codePage : {"932", "936", "949", "950", "1252"})
+        EXPECT_EXIT(check(codePage), testing::ExitedWithCode(0), "") << codePage;
+}
+
+// How a process ends that may write at most 5000 bytes to a file.
+template <typename Work>
+int inChild(Work work) {
+    const pid_t child = fork();
+    if (child == 0) {
+        const rlimit limit = {5000, 5000};
+        setrlimit(RLIMIT_FSIZE, &limit);
+        std::signal(SIGXFSZ, SIG_IGN);
+        work();
+        _exit(testing::Test::HasFailure() ? 1 : 0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return status;
+}
+
+TEST(Posix, AFileIsReplacedAsAWholeOrNotAtAll) {
+    const TempTree tree;
+    tree.write("target", "old");
+    tree.write("source", std::string(300000, 'n'));
+    const auto write = [&](std::size_t size, auto beforeTheEnd) {
+        std::FILE* file = platform::fopen(tree.path("\\target").c_str(), "w");
+        std::fwrite(std::string(size, 'n').data(), 1, size, file);
+        beforeTheEnd();
+        return std::fclose(file) == 0 ? 0 : GetLastError();
+    };
+    EXPECT_EQ(inChild([&] {
+                  EXPECT_EQ(device(tree, {"copy", "source", "target"}), "223");
+                  EXPECT_TRUE(write(6000, [] {}) == 223 && write(300000, [] {}) == 223);
+                  while (dup(0) >= 0) {
+                  }
+                  EXPECT_TRUE(!platform::fopen(tree.path("\\source").c_str(), "rb") && GetLastError() == 4);
+              }),
+              0);
+    EXPECT_EQ(tree.list().size(), 2U);
+    EXPECT_EQ(inChild([&] { write(4000, [] { std::raise(SIGKILL); }); }), SIGKILL);
+    EXPECT_EQ(tree.read("target"), "old");
+    for (const auto& [name, content] : tree.list())
+        if (name[0] == '.') fs::remove(tree.root / name);
+
+    // Somebody else is there when the new file is to get its name.
+    inTheMiddle = [&] { return tree.write("new", "other"), 0; };
+    EXPECT_EQ(device(tree, {"new", "source", "new"}), "80 +new=other");
+    inTheMiddle = [&] { return tree.write("dir/"), 0; };
+    EXPECT_EQ(device(tree, {"copy", "source", "dir"}), "5 +dir/=");
+    inTheMiddle = [] { return errno = EIO, -1; };
+    EXPECT_EQ(device(tree, {"copy", "source", "target"}), "1117");
+    inTheMiddle = nullptr;
+    EXPECT_EQ(write(1, [&] { fs::remove(tree.root / "target"), tree.write("target/"); }), 5U);
+    EXPECT_EQ(tree.list().size(), 4U);
+    // A file of the kernel that tells no size and is read in pieces.
+    EXPECT_TRUE(CopyFileW(TEXT("\\proc\\self\\smaps"), widen(tree.path("\\maps")).c_str(), FALSE));
+    EXPECT_NE(tree.read("maps").find("[stack]"), std::string::npos);
+}
+
+TEST(Posix, LockFilesAndHandlesOfEachKind) {
+    const auto numberOf = [](const WideText& name) {
+        return CreateMutexW(nullptr, TRUE, name.c_str()) == nullptr ? GetLastError() : 0;
+    };
+    EXPECT_EQ(numberOf(TEXT("")), 123U);
+    EXPECT_EQ(numberOf(WideText(251, 'n')) + numberOf(WideText(5000, 'n')), 412U);
+    const std::string name = TempTree().root.filename().string();
+    const std::string path = "/tmp/" + name + "__-.Z9.lock";
+    fs::create_symlink("/tmp/" + name, path);
+    EXPECT_EQ(numberOf(widen(name + " /-.Z9")), 1921U);
+    fs::remove(path);
+    const mode_t mask = umask(077);
+    const HANDLE mutex = CreateMutexW(nullptr, TRUE, widen(name + "\\:-.Z9").c_str());
+    umask(mask);
+    EXPECT_EQ(fs::status(path).permissions(), fs::perms{0666});
+    EXPECT_TRUE(WaitForSingleObject(mutex, 1) == WAIT_FAILED && GetLastError() == ERROR_INVALID_PARAMETER);
+    EXPECT_TRUE(fs::remove(path));
+    WIN32_FIND_DATAW entry;
+    const HANDLE search = FindFirstFileW(TEXT("/tmp"), &entry);
+    for (const HANDLE wrong : {HANDLE{}, INVALID_HANDLE_VALUE, mutex, search}) {
+        EXPECT_TRUE(wrong == mutex || (WaitForSingleObject(wrong, 0) == WAIT_FAILED && !ReleaseMutex(wrong) &&
+                                       !CloseHandle(wrong)));
+        EXPECT_TRUE(wrong == search ||
+                    (!FindNextFileW(wrong, &entry) && GetLastError() == 6 && !FindClose(wrong)));
+        EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+    }
+    EXPECT_TRUE(CloseHandle(mutex) && FindClose(search));
+    EXPECT_EQ(CreateFileW(TEXT("/tmp/none"), 0, 0, nullptr, CREATE_NEW + 1, 0, nullptr),
+              INVALID_HANDLE_VALUE);
+}
+
+}  // namespace
+}  // namespace ovpatch::test

@@ -1,0 +1,140 @@
+// The operations of the layer as steps of rows.
+#ifndef OVPATCH_TESTS_PLATFORM_SUPPORT_DEVICE_H
+#define OVPATCH_TESTS_PLATFORM_SUPPORT_DEVICE_H
+
+#include <cstring>
+#include <string>
+
+#include "platform/platform.h"
+#include "tests/support/rows.h"
+
+namespace ovpatch::test {
+
+using WideText = std::basic_string<WCHAR>;
+
+// By the layer's own conversion; empty where it fails.
+inline WideText widen(const std::string& text) {
+    WCHAR wide[6000] = {};
+    MultiByteToWideChar(CP_ACP, MB_PRECOMPOSED, text.c_str(), -1, wide, 6000);
+    return wide;
+}
+
+inline std::string narrow(const WideText& wide) {
+    char text[6000] = "";
+    WideCharToMultiByte(CP_ACP, WC_COMPOSITECHECK, wide.c_str(), -1, text, 6000, nullptr, nullptr);
+    return text;
+}
+
+// The tree with what is unusual about the permissions of its files.
+inline State stateOf(const TempTree& tree) {
+    State state = tree.list();
+    for (auto& [name, content] : state) {
+        const auto mode = static_cast<unsigned>(fs::symlink_status(tree.root / name).permissions()) & 0777;
+        if (content == "@" || name.back() == '/' || mode == (ON_WINDOWS ? 0666U : 0644U)) continue;
+        content += ":" + std::to_string(mode / 64) + std::to_string(mode / 8 % 8) + std::to_string(mode % 8);
+    }
+    return state;
+}
+
+// The names that a query yields but for `.` and `..`, directories with `/` behind.
+inline std::string found(const std::string& query) {
+    WIN32_FIND_DATAW entry;
+    const HANDLE search = FindFirstFileW(widen(query).c_str(), &entry);
+    if (search == INVALID_HANDLE_VALUE) return std::to_string(GetLastError());
+    std::string names;
+    do {
+        const std::string name = narrow(entry.cFileName);
+        const bool isDirectory = (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+        if (name != "." && name != "..") names += name + (isDirectory ? "/ " : " ");
+    } while (FindNextFileW(search, &entry));
+    EXPECT_TRUE(GetLastError() == ERROR_NO_MORE_FILES && FindClose(search));
+    return names + "end";
+}
+
+// What a stream reads, and that nothing can be written to it or what the tree shows when an X is flushed.
+inline std::string streamed(const TempTree& tree, const std::string& path, const std::string& mode) {
+    std::FILE* file = platform::fopen(path.c_str(), mode.c_str());
+    if (file == nullptr) return std::to_string(GetLastError());
+    char content[100] = "";
+    EXPECT_TRUE(mode[0] != 'r' || (std::fread(content, 1, 99, file) < 99 && std::feof(file) != 0));
+    std::rewind(file);
+    const State before = stateOf(tree);
+    const bool writes = std::fputc('X', file) == 'X' && std::fflush(file) == 0;
+    const std::string shown = change(before, stateOf(tree));
+    EXPECT_TRUE(std::fclose(file) == 0 || (ON_WINDOWS && !writes));
+    return content + (writes ? "," + shown + " closed" : std::string());
+}
+
+// What both conversions answer for a text of one byte a character, or the number left, and the buffer then.
+inline std::string converted(const char* given, int size, int capacity) {
+    WCHAR wide[] = TEXT("~~~");
+    char text[] = "~~~";
+    const WideText from = given == nullptr ? WideText() : WideText(given, given + std::strlen(given));
+    const int units =
+        MultiByteToWideChar(CP_ACP, MB_PRECOMPOSED, given, size, capacity == 9 ? nullptr : wide, capacity);
+    const DWORD number = GetLastError();
+    const int count = WideCharToMultiByte(CP_ACP, 0, given == nullptr ? nullptr : from.c_str(), size,
+                                          capacity == 9 ? nullptr : text, capacity, nullptr, nullptr);
+    EXPECT_TRUE(units == count && number == GetLastError());
+    if (ON_WINDOWS && units == 0) return std::to_string(number) + "~~~";  // which may have stored a part
+    EXPECT_EQ(narrow(wide), text);
+    return std::to_string(units == 0 ? static_cast<int>(number) : units) + text;
+}
+
+inline std::string attributes(DWORD value) {
+    if (value == INVALID_FILE_ATTRIBUTES) return std::to_string(GetLastError());
+    if ((value & FILE_ATTRIBUTE_DIRECTORY) != 0) return "directory";
+    return (value & FILE_ATTRIBUTE_READONLY) != 0 ? "read-only" : "plain";
+}
+
+// Answers of operations: "ok" or the number that they leave, what they tell, and how the tree has changed.
+// A name is one in the tree, but for `-`, the empty path, and those that begin with a `/`; ~9 has nine
+// letters.
+inline std::string act(const TempTree& tree, const Words& words) {
+    const auto pathOf = [&](const std::string& name) {
+        if (name == "-" || name[0] == '/') return name == "-" ? "" : name;
+        return tree.path("\\" + (name[0] == '~' ? std::string(std::stoul(name.substr(1)), 'n') : name));
+    };
+    const std::string& what = words[0];
+    const std::string path = pathOf(words.at(1));
+    const std::string other = words.size() > 2 ? words[2] : "-";
+    const WideText first = widen(path);
+    const WideText second = widen(pathOf(other));
+    const auto ok = [](BOOL done) { return done ? "ok" : std::to_string(GetLastError()); };
+    const auto yes = [](bool answer) { return answer ? "yes" : "no"; };
+    SetLastError(0);
+    if (what == "attr") return attributes(GetFileAttributesW(first.c_str()));
+    if (what == "copy") return ok(CopyFileW(first.c_str(), second.c_str(), FALSE));
+    if (what == "new") return ok(CopyFileW(first.c_str(), second.c_str(), TRUE));
+    if (what == "mkdir") return ok(CreateDirectoryW(first.c_str(), nullptr));
+    if (what == "rmdir") return ok(RemoveDirectoryW(first.c_str()));
+    if (what == "del") return ok(DeleteFileW(first.c_str()));
+    if (what == "find") return found(path);
+    if (what == "open") return streamed(tree, path, other);
+    if (what == "can") return ok(platform::canOpenForReading(path.c_str()));
+    bool link = false;
+    if (what == "link?") return platform::isLink(first.c_str(), &link) ? yes(link) : ok(FALSE);
+    if (what == "move") return yes(platform::moveFileOver(first.c_str(), second.c_str()));
+    if (what == "name") return ok(platform::giveSecondName(first.c_str(), second.c_str()));
+    if (what == "create") {
+        const HANDLE file = CreateFileW(first.c_str(), 0, FILE_SHARE_READ, nullptr, CREATE_NEW, 0, nullptr);
+        return ok(file != INVALID_HANDLE_VALUE && CloseHandle(file));
+    }
+    if (what == "convert")
+        return converted(words[1] == "null" ? nullptr : words[1].c_str(), std::stoi(other),
+                         std::stoi(words[3]));
+    if (what == "put") tree.write(words[1], other == "-" ? "" : other);
+    if (what == "chmod")
+        fs::permissions(tree.root / words[1], static_cast<fs::perms>(std::stoul(other, nullptr, 8)));
+    return "ok";
+}
+
+inline std::string device(const TempTree& tree, const Words& words) {
+    const State before = stateOf(tree);
+    const std::string answer = act(tree, words);
+    return answer + change(before, stateOf(tree));
+}
+
+}  // namespace ovpatch::test
+
+#endif
