@@ -68,8 +68,9 @@ TEST(UniqueName, IsTheLowestFreeOne) {
 TEST(UniqueName, IsRefusedWhenNoneCanBeHad) {
     const test::TempTree tree;
     TakenNames names;
-    const std::string full = tree.path("\\full\\"), tooLong = tree.path("\\" + std::string(240, 'd') + "\\");
-    EXPECT_EQ(create(full, &names), "backup.000");
+    const std::string full = tree.path("\\full\\"), tooLong = "\\" + std::string(240, 'd') + "\\";
+    EXPECT_EQ(create(tree.path("\\other\\"), &names), "backup.000");
+    EXPECT_EQ(create(full, &names), "backup.000") << "what is taken in another directory does not count";
     for (std::uint32_t number = 1; number < TakenNames::COUNT; ++number)
         names.take(nameOf(number).c_str());
     EXPECT_EQ(create(full, &names), "");
@@ -77,7 +78,7 @@ TEST(UniqueName, IsRefusedWhenNoneCanBeHad) {
     EXPECT_EQ(create(full, &names), nameOf(40000));
     tree.write("file");
     EXPECT_EQ(create(tree.path("\\file\\below\\"), &names), "");
-    EXPECT_EQ(create(tooLong, &names), "");
+    EXPECT_EQ(create(tree.path(tooLong), &names), "") << "the path does not fit";
     EXPECT_FALSE(test::fs::exists(tree.root / std::string(240, 'd') / "backup.000"));
 }
 
@@ -86,7 +87,7 @@ TEST(LedgerReader, ReadsWhatIsThereAndNoMore) {
     const test::TempTree tree;
     BackupStru stored;
     EXPECT_EQ(phaseIniForBackup(nullptr, &stored), 0);
-    for (const std::string count : {"40", "41", "2147483647", "-1", "4294967295"}) {
+    for (const std::string count : {"40", "0", "41", "2147483647", "-1", "4294967295"}) {
         for (int place = 0; place < 3; ++place) {
             const auto at = [&](int its) { return (place == its ? count : "40") + "\n"; };
             std::string files, text = "[common]\npatchagent=\npatchagent.version=-7\nitemcount=" + at(0);
@@ -99,7 +100,9 @@ TEST(LedgerReader, ReadsWhatIsThereAndNoMore) {
                         "result.version=1.1\nadded.filecount=" + at(1) + "written.filecount=" + at(2) + files;
             tree.write("ledger", text + "added.39=never seen\n");
             KxIniUtil ledger(tree.path("\\ledger").c_str(), ';', false);
-            ASSERT_EQ(phaseIniForBackup(&ledger, &stored), count == "40" ? 1 : 0) << count << place;
+            ASSERT_EQ(phaseIniForBackup(&ledger, &stored), count == "0" || count == "40" ? 1 : 0)
+                << count << place;
+            if (count == "0") freeBackupStru(&stored);
             if (count != "40") continue;
             const BackupItem& item = stored.items[39];
             EXPECT_STREQ(stored.patchAgentFile, "");

@@ -72,6 +72,11 @@ TEST(BackupPaths, EndInABackslashOfTheirOwn) {
             << length;
         EXPECT_EQ(path, fitting == 0 ? "" : std::string(length, 'x') + "\\OV_Temp\\2\\31\\");
     }
+    EXPECT_TRUE(ledgerPath(std::string(236, 'x').c_str(), path, sizeof path));
+    for (const std::size_t length : {237U, 250U, 300U}) {
+        EXPECT_FALSE(ledgerPath(std::string(length, 'x').c_str(), path, sizeof path)) << length;
+        EXPECT_STREQ(path, "");
+    }
 }
 
 // A path that fills the whole buffer has no end in it; its shortened form must not be used.
