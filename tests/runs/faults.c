@@ -25,7 +25,6 @@ typedef struct {
     const int* list;
     size_t count;
 } Errors;
-typedef const char* Text;
 
 long syscall(long number, ...);
 
@@ -75,89 +74,74 @@ static int fault(void* caller, int what, const char* name, const char* path, Err
 }
 
 /* The lock file is the machine's; here each device has its own, so that no other run is waited for. */
-static const char* own(const char* path) {
-    return strncmp(path, "/tmp/PATCH-", 11) == 0 ? "../lock" : path;
+static const char* own(long* path) {
+    if (strncmp((const char*)*path, "/tmp/PATCH-", 11) == 0) *path = (long)"../lock";
+    return (const char*)*path;
 }
 
-#define STRIKE(what, name, path, ...)                           \
-    static __typeof__(&name) next;                              \
-    static const int list[] = {__VA_ARGS__};                    \
-    const Errors errors = {list, sizeof list / sizeof *list};   \
-    if (next == NULL) *(void**)&next = dlsym(RTLD_NEXT, #name); \
-    const int error = fault(__builtin_return_address(0), what, #name, path, errors)
-/* A call that answers `bad` when it fails, with these errors in turn. */
-#define CALLED(type, name, parameters, arguments, path, bad, ...) \
-    type name parameters;                                         \
-    type name parameters {                                        \
-        STRIKE(CALL, name, path, __VA_ARGS__);                    \
-        if (error > 0) errno = error;                             \
-        return error > 0 ? bad : next arguments;                  \
+/* Five numbers are handed on whatever the call takes, and one comes back. `bad` is what it answers when it
+ * fails, with these errors in turn; a third parameter that is a size can be halved. */
+#define WRAP(what, name, path, bad, ...)                                                 \
+    long wrap_##name(long a, long b, long c, long d, long e) __asm__(#name);             \
+    long wrap_##name(long a, long b, long c, long d, long e) {                           \
+        static long (*next)(long, long, long, long, long);                               \
+        static const int list[] = {__VA_ARGS__};                                         \
+        const Errors errors = {list, sizeof list / sizeof *list};                        \
+        if (next == NULL) *(void**)&next = dlsym(RTLD_NEXT, #name);                      \
+        const char* const told = path;                                                   \
+        const int error = fault(__builtin_return_address(0), what, #name, told, errors); \
+        if (error <= 0) return next(a, b, error == HALF && c > 1 ? c / 2 : c, d, e);     \
+        if (strcmp(#name, "close") == 0) (void)next(a, b, c, d, e);                      \
+        errno = error;                                                                   \
+        return bad;                                                                      \
     }
-#define MOVING(name, parameters, whole, half)                                       \
-    ssize_t name parameters;                                                        \
-    ssize_t name parameters {                                                       \
-        STRIKE(CALL, name, "", EIO, HALF, EINTR, ENOSPC);                           \
-        if (error > 0) errno = error;                                               \
-        return error > 0 ? -1 : error == HALF && size > 1 ? next half : next whole; \
-    }
-#define ALLOCATING(name, parameters, arguments)   \
-    void* name parameters;                        \
-    void* name parameters {                       \
-        STRIKE(MEMORY, name, "", ENOMEM);         \
-        return error > 0 ? NULL : next arguments; \
-    }
+#define TEXT(parameter) (const char*)parameter
 #define LOOK EPERM, EIO, ENOMEM, EMFILE
 #define OPEN EMFILE, EIO, EINTR, ENFILE
+#define MOVE EIO, HALF, EINTR, ENOSPC
 #define CHANGE EIO, ENOSPC, EACCES
 
-ALLOCATING(malloc, (size_t size), (size))
-ALLOCATING(calloc, (size_t count, size_t size), (count, size))
-ALLOCATING(realloc, (void* block, size_t size), (block, size))
-ALLOCATING(_Znwm, (size_t size), (size))
-ALLOCATING(_Znam, (size_t size), (size))
-ALLOCATING(_ZnwmRKSt9nothrow_t, (size_t size, void* tag), (size, tag))
-ALLOCATING(_ZnamRKSt9nothrow_t, (size_t size, void* tag), (size, tag))
-CALLED(FILE*, fopencookie, (void* c, Text mode, cookie_io_functions_t f), (c, mode, f), "", NULL, ENOMEM)
-MOVING(read, (int file, void* bytes, size_t size), (file, bytes, size), (file, bytes, size / 2))
-MOVING(__read_chk, (int file, void* bytes, size_t size, size_t room), (file, bytes, size, room),
-       (file, bytes, size / 2, room))
-MOVING(write, (int file, const void* bytes, size_t size), (file, bytes, size), (file, bytes, size / 2))
-MOVING(pread64, (int file, void* bytes, size_t size, long at), (file, bytes, size, at),
-       (file, bytes, size / 2, at))
-CALLED(int, open64, (Text path, int flags, unsigned mode), (own(path), flags, mode), path, -1, OPEN)
-CALLED(int, __open64_2, (Text path, int flags), (own(path), flags), path, -1, OPEN)
-CALLED(void*, opendir, (Text path), (path), path, NULL, OPEN, ENOMEM)
-CALLED(void*, readdir64, (void* stream), (stream), "", NULL, EIO, ENOMEM)
-CALLED(int, stat64, (Text path, void* status), (path, status), path, -1, LOOK)
-CALLED(int, lstat64, (Text path, void* status), (path, status), path, -1, LOOK)
-CALLED(int, fstat64, (int file, void* status), (file, status), "", -1, LOOK)
-CALLED(int, fstatat64, (int file, Text path, void* status, int flags), (file, path, status, flags), path, -1,
-       LOOK)
-CALLED(int, access, (Text path, int mode), (path, mode), path, -1, LOOK)
-CALLED(int, faccessat, (int file, Text path, int mode, int flags), (file, path, mode, flags), path, -1, LOOK)
-CALLED(char*, realpath, (Text path, char* out), (path, out), path, NULL, LOOK)
-CALLED(char*, __realpath_chk, (Text path, char* out, size_t size), (path, out, size), path, NULL, LOOK)
-CALLED(int, mkdir, (Text path, unsigned mode), (path, mode), path, -1, CHANGE)
-CALLED(int, rmdir, (Text path), (path), path, -1, CHANGE)
-CALLED(int, unlink, (Text path), (path), path, -1, CHANGE)
-CALLED(int, link, (Text path, Text name), (path, name), name, -1, CHANGE, EMLINK)
-CALLED(int, rename, (Text path, Text name), (path, name), name, -1, CHANGE)
-CALLED(int, renameat2, (int a, Text path, int b, Text name, unsigned f), (a, path, b, name, f), name, -1,
-       CHANGE)
-CALLED(int, fchmod, (int file, unsigned mode), (file, mode), "", -1, EIO, EPERM)
-CALLED(int, fchown, (int file, unsigned user, unsigned group), (file, user, group), "", -1, EIO, EPERM)
-CALLED(int, futimens, (int file, const void* times), (file, times), "", -1, EIO, EPERM)
-CALLED(int, ftruncate64, (int file, long size), (file, size), "", -1, EIO, EINTR)
-CALLED(int, fsync, (int file), (file), "", -1, EIO, ENOSPC)
-CALLED(int, fdatasync, (int file), (file), "", -1, EIO, ENOSPC)
-CALLED(int, syncfs, (int file), (file), "", -1, EIO, ENOSPC)
-CALLED(int, flock, (int file, int operation), (file, operation), "", -1, EINTR, ENOLCK)
+WRAP(MEMORY, malloc, "", 0, ENOMEM)
+WRAP(MEMORY, calloc, "", 0, ENOMEM)
+WRAP(MEMORY, realloc, "", 0, ENOMEM)
+WRAP(MEMORY, _Znwm, "", 0, ENOMEM)
+WRAP(MEMORY, _ZnwmRKSt9nothrow_t, "", 0, ENOMEM)
+WRAP(MEMORY, _ZnamRKSt9nothrow_t, "", 0, ENOMEM)
+WRAP(CALL, open64, own(&a), -1, OPEN)
+WRAP(CALL, __open64_2, own(&a), -1, OPEN)
+WRAP(CALL, close, "", -1, EIO, EINTR, ENOSPC) /* it has closed all the same */
+WRAP(CALL, read, "", -1, MOVE)
+WRAP(CALL, write, "", -1, MOVE)
+WRAP(CALL, pread64, "", -1, MOVE)
+WRAP(CALL, opendir, TEXT(a), 0, OPEN, ENOMEM)
+WRAP(CALL, readdir64, "", 0, EIO, ENOMEM)
+WRAP(CALL, stat64, TEXT(a), -1, LOOK)
+WRAP(CALL, lstat64, TEXT(a), -1, LOOK)
+WRAP(CALL, fstat64, "", -1, LOOK)
+WRAP(CALL, fstatat64, TEXT(b), -1, LOOK)
+WRAP(CALL, access, TEXT(a), -1, LOOK)
+WRAP(CALL, faccessat, TEXT(b), -1, LOOK)
+WRAP(CALL, readlink, TEXT(a), -1, LOOK)
+WRAP(CALL, realpath, TEXT(a), 0, LOOK)
+WRAP(CALL, __realpath_chk, TEXT(a), 0, LOOK)
+WRAP(CALL, mkdir, TEXT(a), -1, CHANGE)
+WRAP(CALL, rmdir, TEXT(a), -1, CHANGE)
+WRAP(CALL, unlink, TEXT(a), -1, CHANGE)
+WRAP(CALL, link, TEXT(b), -1, CHANGE, EMLINK)
+WRAP(CALL, rename, TEXT(b), -1, CHANGE)
+WRAP(CALL, renameat2, TEXT(d), -1, CHANGE)
+WRAP(CALL, fchmod, "", -1, EIO, EPERM)
+WRAP(CALL, fchown, "", -1, EIO, EPERM)
+WRAP(CALL, futimens, "", -1, EIO, EPERM)
+WRAP(CALL, fsync, "", -1, EIO, ENOSPC)
+WRAP(CALL, fdatasync, "", -1, EIO, ENOSPC)
+WRAP(CALL, syncfs, "", -1, EIO, ENOSPC)
+WRAP(CALL, flock, "", -1, EINTR, ENOLCK)
 
-/* A close that fails has closed all the same. */
-int close(int file);
-int close(int file) {
-    STRIKE(CALL, close, "", EIO, EINTR, ENOSPC);
-    const int answer = next(file);
-    if (error > 0) errno = error;
-    return error > 0 ? -1 : answer;
+FILE* fopencookie(void* cookie, const char* mode, cookie_io_functions_t functions) {
+    static const int list[] = {ENOMEM};
+    static __typeof__(&fopencookie) next;
+    if (next == NULL) *(void**)&next = dlsym(RTLD_NEXT, "fopencookie");
+    const int error = fault(__builtin_return_address(0), CALL, "fopencookie", "", (Errors){list, 1});
+    return error > 0 ? NULL : next(cookie, mode, functions);
 }
