@@ -12,6 +12,9 @@ namespace ovpatch::posix {
 
 namespace {
 
+// Smaller ones would make a host of 32 bits refuse to tell of large files and of some file systems' entries.
+static_assert(sizeof(off_t) == 8 && sizeof(ino_t) == 8, "large files");
+
 // A regular file open for reading. Opening does not wait, whatever the path names.
 class SourceFile {
 public:

@@ -2,6 +2,7 @@
 #include <link.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -23,10 +24,15 @@ HMODULE load(const char* path, DWORD errorNumber) {
     return library;
 }
 
+// What cannot be looked at may be there: another file of that name must not take its place.
+bool mayExist(const char* path) {
+    return access(path, F_OK) == 0 || (errno != ENOENT && errno != ENOTDIR && errno != EACCES);
+}
+
 // Loads a file by a path, of which the host makes nothing else.
 HMODULE loadFile(const char* path) {
     if (isWholeLibrary(path)) return load(path, ERROR_BAD_EXE_FORMAT);
-    fail(access(path, F_OK) == 0 ? ERROR_BAD_EXE_FORMAT : ERROR_MOD_NOT_FOUND);
+    fail(mayExist(path) ? ERROR_BAD_EXE_FORMAT : ERROR_MOD_NOT_FOUND);
     return nullptr;
 }
 
@@ -56,7 +62,7 @@ bool findInSearchedDirectories(const char* name, char (&path)[PATH_MAX]) {
     if (dlinfo(program, RTLD_DI_SERINFO, info) != 0) return false;
     for (unsigned i = 0; i < info->dls_cnt; ++i) {
         const int length = std::snprintf(path, sizeof path, "%s/%s", info->dls_serpath[i].dls_name, name);
-        if (length > 0 && length < PATH_MAX && access(path, F_OK) == 0) return true;
+        if (length > 0 && length < PATH_MAX && mayExist(path)) return true;
     }
     return false;
 }
@@ -91,7 +97,7 @@ HMODULE LoadLibraryW(LPCWSTR devicePath) {
     if (!path.assign(devicePath)) return nullptr;
     if (path.lastName() != path.cStr()) return loadFile(path.cStr());
     char found[PATH_MAX];
-    if (buildPathBesideProgram(path.cStr(), found) && access(found, F_OK) == 0) return loadFile(found);
+    if (buildPathBesideProgram(path.cStr(), found) && mayExist(found)) return loadFile(found);
     if (findInSearchedDirectories(path.cStr(), found)) return loadFile(found);
     // What only the host's cache of libraries knows.
     return load(path.cStr(), ERROR_MOD_NOT_FOUND);

@@ -207,8 +207,9 @@ BOOL DeleteFileW(LPCWSTR path);
 // behind it (`*` alone: the working directory), or a path without a wildcard, which yields that one entry. A
 // `\` that is part of a host name is reported as `?`, so that no operation can take the name for a path.
 // INVALID_HANDLE_VALUE on failure: ERROR_FILE_NOT_FOUND (2) for an empty directory or a missing name,
-// ERROR_PATH_NOT_FOUND (3) for a missing directory, ERROR_INVALID_NAME (123) for any other pattern.
-// The handle is ended by FindClose.
+// ERROR_PATH_NOT_FOUND (3) for a missing directory, ERROR_INVALID_NAME (123) for any other pattern; by any
+// other number the directory could not be read to its end, and none of its entries is yielded. The handle is
+// ended by FindClose.
 HANDLE FindFirstFileW(LPCWSTR query, LPWIN32_FIND_DATAW entry);
 
 // FALSE with ERROR_NO_MORE_FILES (18) behind the last entry, with ERROR_INVALID_HANDLE (6) for a handle of
