@@ -249,6 +249,7 @@ TEST(Walks, LinksCaseVariantsAndPathsThatDoNotFit) {
         make \HALF\HALFx -> -5at30 m0\HALF\HALFx
         entry,unlink \HALF\HALF / tree \HALF,\HALF\HALF -> -1at21 f0\HALF\HALF
         test \HALF\HALF -> file,
+        put HALF/HALFd/; put HALF/d%2A/; list \HALF -> \HALF\d* \HALF\HALF \HALF\HALFd end
     )";
     play(std::regex_replace(rows, std::regex("HALF"), std::string(130, 'p')), step);
 }

@@ -64,6 +64,7 @@ TEST(Contract, Outcomes) {
         convert abc 0 4 / convert null -1 4 / convert abc -1 9,-1 -> 87~~~
     )",
          device);
+    EXPECT_EQ(WideCharToMultiByte(CP_ACP, 0, TEXT("\0ab"), -1, nullptr, 0, nullptr, nullptr), 1);
 }
 
 // One short of, equal to and one above what is copied at a time, and several times of it.
@@ -82,42 +83,41 @@ TEST(Contract, ACopyHasTheContentAndTheTimeAtEverySize) {
     }
 }
 
-// A seek, as the C library asks between reading and writing, and one random thing done three times.
-std::string step(std::FILE* file, const std::vector<unsigned>& dice) {
-    const long offset = static_cast<long>(dice[1] % 170000);
-    const bool fromEnd = dice[0] % 4 == 0;
-    std::string shown =
-        std::to_string(std::fseek(file, fromEnd ? -offset / 2 : offset, fromEnd ? SEEK_END : SEEK_SET));
-    std::string block(dice[3] % (dice[0] % 3 == 0 ? 199999 : 9000), static_cast<char>('a' + dice[3] % 26));
-    for (int repeat = 0; repeat < 3; ++repeat) {
-        if (dice[2] == 0) shown += std::to_string(std::fread(block.data(), 1, block.size(), file)) + block;
-        if (dice[2] == 1) shown += std::to_string(std::fgetc(file)) + (std::feof(file) != 0 ? "E" : "");
-        if (dice[2] == 2) shown += std::to_string(std::fwrite(block.data(), 1, block.size(), file));
-        if (dice[2] == 3) shown += std::to_string(std::fputc(static_cast<int>(dice[3] % 256), file));
-        if (dice[2] == 4) shown += std::to_string(std::fflush(file));
-        shown += "@" + std::to_string(std::ftell(file)) + " ";
-    }
-    return shown;
-}
-
 // The streams of the C library itself are the measure, at sizes around those of all buffers involved.
 TEST(Contract, AnySequenceOfReadsWritesAndSeeksGoesAsOnAnOrdinaryStream) {
-    auto random = [engine = std::mt19937(20040113)]() mutable { return static_cast<unsigned>(engine()); };
+    std::mt19937 engine(20040113);
+    const auto dice = [&](unsigned sides) { return static_cast<unsigned>(engine()) % sides; };
     for (const char* mode : {"rb", "r+b", "w+b", "wb", "a+b"}) {
         const TempTree tree;
         std::string content(150001, '\0');
-        std::generate(content.begin(), content.end(), [&] { return static_cast<char>(random()); });
-        for (const char* name : {"ours", "theirs"})
+        std::generate(content.begin(), content.end(), [&] { return static_cast<char>(dice(256)); });
+        for (const char* name : {"0", "1"})
             tree.write(name, content);
-        std::FILE* ours = platform::fopen(tree.path("\\ours").c_str(), mode);
-        std::FILE* theirs = std::fopen((tree.root / "theirs").string().c_str(), mode);
-        ASSERT_TRUE(ours != nullptr && theirs != nullptr);
+        std::FILE* files[] = {platform::fopen(tree.path("\\0").c_str(), mode),
+                              std::fopen((tree.root / "1").string().c_str(), mode)};
         for (int i = 0; i < 400; ++i) {
-            const std::vector<unsigned> dice = {random(), random(), random() % 5, random()};
-            ASSERT_TRUE(step(ours, dice) == step(theirs, dice)) << mode << i << " " << dice[2];
+            const auto offset = static_cast<long>(dice(170000));
+            const unsigned what = dice(5), size = dice(dice(3) == 0 ? 199999 : 9000), fromEnd = dice(4);
+            std::string shown[2];
+            for (const int which : {0, 1}) {
+                std::FILE* file = files[which];
+                // The C library asks for a seek between reading and writing.
+                int answer = std::fseek(file, fromEnd ? offset : -offset / 2, fromEnd ? SEEK_SET : SEEK_END);
+                std::string block(size, static_cast<char>(i));
+                for (int repeat = 0; repeat < 4; ++repeat) {
+                    shown[which] += std::to_string(answer) + "@" + std::to_string(std::ftell(file)) + " ";
+                    if (what == 0) answer = static_cast<int>(std::fread(block.data(), 1, size, file));
+                    if (what == 1) answer = std::fgetc(file) + (std::feof(file) == 0 ? 0 : 1000);
+                    if (what == 2) answer = static_cast<int>(std::fwrite(block.data(), 1, size, file));
+                    if (what == 3) answer = std::fputc(i % 256, file);
+                    if (what == 4) answer = std::fflush(file);
+                    if (what == 0) shown[which] += block;
+                }
+            }
+            ASSERT_TRUE(shown[0] == shown[1]) << mode << i << " " << what;
         }
-        EXPECT_EQ(std::fclose(ours), std::fclose(theirs));
-        EXPECT_TRUE(tree.read("ours") == tree.read("theirs")) << mode;
+        EXPECT_EQ(std::fclose(files[0]), std::fclose(files[1]));
+        EXPECT_TRUE(tree.read("0") == tree.read("1")) << mode;
     }
 }
 
@@ -193,38 +193,30 @@ TEST(Contract, AMutexIsTakenReleasedAndLeftByItsOwner) {
 }
 
 // What the probe shows for words of the host's shell, with P for its own path, and whether it ends as told.
-std::string probed(const WideText& words) {
-    std::string line = ENTRY_PROBE;
-#ifdef _WIN32
-    std::replace(line.begin(), line.end(), '/', '\\');
-    std::FILE* output = _wpopen((widen(line) + TEXT(" ") + words).c_str(), L"r");
-#else
-    std::FILE* output = popen(("OVPATCH_ANSI_CODE_PAGE=932 " + line + " " + narrow(words)).c_str(), "r");
-#endif
-    std::string shown(1000, '\0');
-    shown.resize(std::fread(shown.data(), 1, shown.size(), output));
-#ifdef _WIN32
-    const int value = _pclose(output);
-#else
-    const int value = WEXITSTATUS(pclose(output));
-#endif
-    EXPECT_EQ(static_cast<std::size_t>(value),
+std::string probed(const std::string& words) {
+    const TempTree tree;
+    const std::string line = (ON_WINDOWS ? "" : "OVPATCH_ANSI_CODE_PAGE=932 ") +
+                             fs::path(ENTRY_PROBE).make_preferred().string() + " >" +
+                             (tree.root / "shown").string() + " " + words;
+    const int value = std::system(line.c_str());
+    const std::string shown = tree.read("shown");
+    EXPECT_EQ(static_cast<std::size_t>(ON_WINDOWS ? value : value >> 8),
               std::regex_replace(shown, std::regex("<.*?>"), "u").size() % 100)
         << shown;
     return std::regex_replace(shown, std::regex("^\"[^\"]*platform_entry_probe[^\"]*\""), "P");
 }
 
 TEST(Contract, TheArgumentsReachTheEntryAsOneLineInQuotes) {
-    const std::pair<LPCWSTR, const char*> rows[] = {
-        {TEXT(""), "P"},
-        {TEXT("/base \"a b\" \"\""), "P \"/base\" \"a b\" \"\""},
-        {TEXT(R"("\"\x\a.exe\" \"\base\"")"), R"("\x\a.exe" "\base")"},
-        {TEXT(R"(a\"b c)"), R"(P "a"b" "c")"},
-        {ON_WINDOWS ? TEXT("*") : TEXT("'*'"), "P \"*\""},
-        {ON_WINDOWS ? TEXT("\\\"\u835C\u00E9\\\"") : TEXT("'\"\x83\\\xE9\"'"), "\"<835c><e9>\""},
+    const std::pair<const char*, const char*> rows[] = {
+        {"", "P"},
+        {"/base \"a b\" \"\"", "P \"/base\" \"a b\" \"\""},
+        {R"("\"\x\a.exe\" \"\base\"")", R"("\x\a.exe" "\base")"},
+        {R"(a\"b c)", R"(P "a"b" "c")"},
+        {ON_WINDOWS ? "*" : "'*'", "P \"*\""},
+        {ON_WINDOWS ? "\\\"x\\\"" : "'\"\x83\\\xE9\"'", ON_WINDOWS ? "\"x\"" : "\"<835c><e9>\""},
         // No file of the program's takes the number of a standard stream that is closed.
-        {ON_WINDOWS ? TEXT("") : TEXT("0<&-"), "P"},
-        {ON_WINDOWS ? TEXT("") : TEXT("0<&- 2>&-"), "P"},
+        {ON_WINDOWS ? "" : "0<&-", "P"},
+        {ON_WINDOWS ? "" : "0<&- 2>&-", "P"},
     };
     for (const auto& [words, line] : rows)
         EXPECT_EQ(probed(words), line);
