@@ -51,17 +51,20 @@ class Changes:
         self.keys, self.files, self.read_only, self.orders = {}, [], [], ""
         text = re.sub(r"<(\d+)>", lambda length: long_path(int(length[1])), text)
         for change in filter(None, map(str.strip, re.split(r";(?= |$)", text))):
-            if change[0].isupper():
-                self.orders += change + "\n"
-            elif change[0] in "+-=!":
-                numbers = re.match(r"[^=]*(\[(\d+)-(\d+)\])", change)
-                for n in range(int(numbers[2]), int(numbers[3]) + 1) if numbers else (0,):
-                    self.put(change.replace(numbers[1], str(n)) if numbers else change)
-            else:
-                key, given, value = change.partition("=")
-                self.keys[key] = value.replace("/", "\\") if given else None
+            numbers = re.match(r"[^=]*(\[(\d+)-(\d+)\])", change)
+            for n in range(int(numbers[2]), int(numbers[3]) + 1) if numbers else (0,):
+                self.put(change.replace(numbers[1], str(n)) if numbers else change)
 
     def put(self, change):
+        path, given, content = change.partition("=")
+        if change[0].isupper():
+            self.orders += change + "\n"
+        elif change[0] not in "+-=!":
+            self.keys[path] = content.replace("/", "\\") if given else None
+        else:
+            self.put_file(change)
+
+    def put_file(self, change):
         path, _, content = change[1:].replace("^", "\n").replace(r"\s", " ").partition("=")
         agent = os.fsencode(os.path.join(AGENTS, content[1:] + SUFFIX))
         entry = read_file(agent) if content.startswith("@") else file(content)
