@@ -22,8 +22,9 @@ from call import call  # noqa: E402
 DOCUMENTS = {name: (SOURCE / name).read_text() for name in (
     "README.md", "docs/manifest.md", "docs/ledger.md", "docs/agents.md", "docs/results-and-logs.md", "docs/architecture.md")}
 MARK = "@@@ end of an example @@@\n"
-# Memory runs out in no row.
-UNPROVOKED = {"initBackupStru: malloc failed.", "updateWithPatchAgent: malloc for blist dest failed."}
+# Memory runs out in no row, and what may not be read is a case of its own beside them.
+UNPROVOKED = {"initBackupStru: malloc failed.", "updateWithPatchAgent: malloc for blist dest failed.",
+              "OvPatch: %s cannot be read, error %u."}
 
 
 def without_ids(text):

@@ -61,7 +61,7 @@ class Order:
     """What a run is to do, by the manifest, and by the agent's orders where an old one mends the paths of classes."""
 
     def __init__(self, tree, decode):
-        manifest = sections(decode(tree.get(MANIFEST, file("")).content))
+        manifest = sections(decode((tree.get(MANIFEST) or file("")).content))
         common = manifest.get("common", {})
         action = number(common.get("action", "-1"))
         self.rollback, self.backup = action == 1, common.get("backup") != "0"

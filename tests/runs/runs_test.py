@@ -16,7 +16,7 @@ from player import (AGENTS, ENGINE, LOG, MANIFEST, PATTERN, PRODUCT, RECORD, SUF
 
 # The lines of level 9; all others have level 6.
 NINE = re.compile(r". (Old OV temp |Copy to old ov temp failed|Update(Ex)?: Call patchagent|startEachItem: unknown|"
-                  r"endEachItem: unknown|rollback: patch agent refused|OvPatch: CatURIWithFile)")
+                  r"endEachItem: unknown|rollback: patch agent refused|OvPatch: (CatURIWithFile|.*\\.* cannot be read))")
 ITEMS = {"engine": ENGINE, "product": PRODUCT, "pattern": PATTERN}
 CLASSES = ("Engine", "Product", "Pattern")
 # What the rows leave to the generation.
