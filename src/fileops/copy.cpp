@@ -7,7 +7,7 @@
 #include "fileops/paths.h"
 #include "fileops/remove.h"
 #include "fileops/wide_path.h"
-#include "platform/platform.h"
+#include "platform/file_state.h"
 
 namespace ovpatch {
 
@@ -35,6 +35,11 @@ bool copyOnDevice(const char* source, const char* target) {
     const WidePath from(source);
     const WidePath to(target);
     return from.fits() && to.fits() && CopyFileW(from.text(), to.text(), FALSE) != FALSE;
+}
+
+bool copyOpened(platform::CopySource* source, const char* target) {
+    const WidePath to(target);
+    return to.fits() && source->copyTo(to.text(), false);
 }
 
 ByteString normalized(const char* path) {
@@ -79,13 +84,13 @@ bool copyAtOnce(const ByteString& source, const ByteString& target) {
 }
 
 // The same for a move.
-bool moveAtOnce(const char* source, const char* target) {
+bool moveAtOnce(const char* source, const char* target, const platform::FileState* looked) {
     const ByteString from = normalized(source);
     const ByteString to = normalized(target);
     if (from.length() == 0 || !arePlain(from, to) || !deviceSplitsAlike(from.cStr())) return false;
     const WidePath wideFrom(from.cStr());
     const WidePath wideTo(to.cStr());
-    return wideFrom.fits() && wideTo.fits() && platform::moveFileOver(wideFrom.text(), wideTo.text());
+    return wideFrom.fits() && wideTo.fits() && platform::moveFileOver(wideFrom.text(), wideTo.text(), looked);
 }
 
 std::int32_t copyToFileName(const ByteString& source, const ByteString& target, const Copying& copying) {
@@ -183,7 +188,9 @@ std::int32_t copyOneFile(const char* source, const char* target, bool overwrite,
 
     const std::int32_t answer = callBefore(callback, record);
     if (answer != FILEOP_GO_ON) return answer == FILEOP_SKIP ? FILEOP_OK : answer;
-    if (!copyOnDevice(source, target)) return FILEOP_COPY_FAILED;
+    platform::CopySource* opened = record != nullptr ? record->opened : nullptr;
+    const bool done = opened != nullptr ? copyOpened(opened, target) : copyOnDevice(source, target);
+    if (!done) return FILEOP_COPY_FAILED;
     return callAfter(callback, record);
 }
 
@@ -199,14 +206,20 @@ std::int32_t xcopy(const char* source, const char* target, bool overwrite, FileO
 
 std::int32_t moveFiles(const char* source, const char* target, bool overwrite, FileOpCallback callback,
                        FileOpRecord* record) {
-    if (record == nullptr && overwrite && moveAtOnce(source, target)) return FILEOP_OK;
+    if (record == nullptr && overwrite) return moveFiles(source, target, nullptr);
     const std::int32_t answer = copyFiles(source, target, overwrite, callback, record);
     return answer == FILEOP_OK ? unlink(source, callback, record) : answer;
 }
 
+std::int32_t moveFiles(const char* source, const char* target, const platform::FileState* looked) {
+    if (moveAtOnce(source, target, looked)) return FILEOP_OK;
+    const std::int32_t answer = copyFiles(source, target, true, nullptr, nullptr);
+    return answer == FILEOP_OK ? unlink(source, nullptr, nullptr) : answer;
+}
+
 std::int32_t moveTree(const char* source, const char* target, bool overwrite, FileOpCallback callback,
                       FileOpRecord* record) {
-    if (record == nullptr && overwrite && moveAtOnce(source, target)) return FILEOP_OK;
+    if (record == nullptr && overwrite && moveAtOnce(source, target, nullptr)) return FILEOP_OK;
     const std::int32_t answer = xcopy(source, target, overwrite, callback, record);
     return answer == FILEOP_OK ? removeTree(source, callback, record) : answer;
 }

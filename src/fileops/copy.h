@@ -14,6 +14,10 @@
 #include "fileops/file_op.h"
 #include "foundation/byte_string.h"
 
+namespace platform {
+struct FileState;
+}
+
 namespace ovpatch {
 
 // Copies one file to one file name. FILEOP_NO_DIRECTORY if the target is a directory, FILEOP_TARGET_EXISTS
@@ -36,6 +40,9 @@ std::int32_t xcopy(const char* source, const char* target, bool overwrite, FileO
 // copyFiles, and on success unlink of `source`.
 std::int32_t moveFiles(const char* source, const char* target, bool overwrite, FileOpCallback callback,
                        FileOpRecord* record);
+
+// The same, overwriting and unasked, for a caller who has just looked at `source`; null where it has not.
+std::int32_t moveFiles(const char* source, const char* target, const platform::FileState* looked);
 
 // xcopy, and on success removeTree of `source`.
 std::int32_t moveTree(const char* source, const char* target, bool overwrite, FileOpCallback callback,

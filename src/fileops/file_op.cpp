@@ -7,6 +7,7 @@ void beginFileOp(FileOpRecord* record, const char* sourcePath, const char* targe
     record->sourcePath = sourcePath;
     record->targetPath = targetPath;
     record->phase = 0;
+    record->opened = nullptr;
 }
 
 void setFileOperation(FileOpRecord* record, std::uint32_t operation) {

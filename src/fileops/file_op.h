@@ -5,6 +5,10 @@
 
 #include <cstdint>
 
+namespace platform {
+class CopySource;
+}
+
 namespace ovpatch {
 
 // Answers of the operations. A callback's own value is handed on unchanged.
@@ -34,6 +38,8 @@ struct FileOpRecord {
     const char* targetPath;    // the target of a copy, else null; good during the call only
     std::uint32_t operation;   // FILEOP_COPY_NEW to FILEOP_REMOVE_DIRECTORY
     std::uint32_t phase;       // 0 before the act, 1 after it; there is no call at 1 after a failure
+    // Null, unless the callback before a copy sets it: the source, opened already, that is then copied.
+    platform::CopySource* opened = nullptr;
 };
 
 // Called around each object, if both it and a record were given.

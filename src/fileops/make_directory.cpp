@@ -10,18 +10,30 @@ namespace ovpatch {
 
 namespace {
 
+DirectoryWatcher directoryWatcher = nullptr;
+
+bool createOnDevice(const ByteString& directory, const WidePath& path) {
+    return (directoryWatcher == nullptr || directoryWatcher(directory.cStr())) &&
+           CreateDirectoryW(path.text(), nullptr) != FALSE;
+}
+
 // Makes `directory`, and `parent` first if it is missing.
 bool create(const ByteString& directory, const ByteString& parent, FileOpCallback callback,
             FileOpRecord* record) {
     const WidePath path(directory.cStr());
     if (!path.fits()) return false;
-    if (CreateDirectoryW(path.text(), nullptr) != FALSE) return true;
+    SetLastError(ERROR_SUCCESS);
+    if (createOnDevice(directory, path)) return true;
     if (GetLastError() != ERROR_PATH_NOT_FOUND) return false;
     if (makeDirectory(parent.cStr(), callback, record) != FILEOP_OK) return false;
-    return CreateDirectoryW(path.text(), nullptr) != FALSE;
+    return createOnDevice(directory, path);
 }
 
 }  // namespace
+
+void watchDirectories(DirectoryWatcher watcher) {
+    directoryWatcher = watcher;
+}
 
 std::int32_t makeDirectory(const char* path, FileOpCallback callback, FileOpRecord* record) {
     if (path == nullptr) return FILEOP_BAD_PARAMETER;

@@ -16,6 +16,13 @@ namespace ovpatch {
 // the callback stopped at `path` itself.
 std::int32_t makeDirectory(const char* path, FileOpCallback callback, FileOpRecord* record);
 
+// Is told each directory that is about to be made, by its path without a separator at the end; false keeps it
+// from being made.
+using DirectoryWatcher = bool (*)(const char* path);
+
+// Sets the watcher of the process; null for none, as at the start.
+void watchDirectories(DirectoryWatcher watcher);
+
 }  // namespace ovpatch
 
 #endif

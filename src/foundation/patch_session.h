@@ -6,6 +6,10 @@
 
 namespace ovpatch {
 
+// Values of `flush`.
+constexpr std::int32_t FLUSH_AT_END = 1;     // what a run has done is on the disk before its result is told
+constexpr std::int32_t FLUSH_EACH_STEP = 2;  // and so is each thing that a step relies on, before the step
+
 // The state of the one run that a process makes. Sizes are bytes, terminators included; every text starts
 // empty and every number 0.
 struct PatchSession {
@@ -18,6 +22,10 @@ struct PatchSession {
     char rstLib[21];
     // The extract_limit_size of the settings file.
     std::uint32_t extractLimit;
+    // The recovery and flush settings of the settings file: whether a run that is cut off is put right by the
+    // next one, and what is forced to the disk.
+    std::int32_t recovery;
+    std::int32_t flush;
 };
 
 // The session of this process.

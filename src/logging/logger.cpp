@@ -20,6 +20,8 @@ namespace {
 constexpr std::int32_t SETTINGS_PATH_LIMIT = 260;
 constexpr std::int32_t DIRECTORY_PATH_LIMIT = 1024;
 constexpr std::uint32_t DEFAULT_EXTRACT_LIMIT = 0x40000000;  // 1024 MiB
+constexpr std::int32_t DEFAULT_RECOVERY = 1;
+constexpr std::int32_t DEFAULT_FLUSH = FLUSH_AT_END;
 constexpr std::uint32_t MEBIBYTE_SHIFT = 20;
 
 std::int32_t numberOr(const char* value, std::int32_t absent) {
@@ -48,6 +50,11 @@ void readHeadSection(const KxIniUtil& document) {
     patchSession().extractLimit = beginsWithDigit(limit)
                                       ? static_cast<std::uint32_t>(std::atoi(limit)) << MEBIBYTE_SHIFT
                                       : DEFAULT_EXTRACT_LIMIT;
+
+    const char* recovery = document.getValue(nullptr, "recovery");
+    patchSession().recovery = beginsWithDigit(recovery) ? std::atoi(recovery) : DEFAULT_RECOVERY;
+    const char* flush = document.getValue(nullptr, "flush");
+    patchSession().flush = beginsWithDigit(flush) ? std::atoi(flush) : DEFAULT_FLUSH;
 }
 
 // The operations on files stand below the log.

@@ -27,6 +27,8 @@ FARPROC GetProcAddressW(HMODULE library, LPCWSTR name);
 
 namespace platform {
 
+struct FileState;  // platform/file_state.h
+
 // Opens a file named in device text (8-bit, default code page). `mode` is the C library's ("r", "wb", "at",
 // ...). Null on failure, with the device's number in GetLastError: also for a directory or anything else that
 // is no regular file (5), a read-only file opened for writing (5), an unknown mode (87), and a path that
@@ -52,13 +54,15 @@ bool isLink(LPCWSTR path, bool* link);
 // Does in one step what CopyFileW of `source` over `target` and DeleteFileW of `source` would do, where that
 // leaves just the same behind; the target may be missing. False when the host has no such step or the files
 // are not fit for it: then nothing has changed, and the two operations have to be called.
-bool moveFileOver(LPCWSTR source, LPCWSTR target);
+// `looked` is the state of `source` where the caller has just asked for it, else null.
+bool moveFileOver(LPCWSTR source, LPCWSTR target, const FileState* looked = nullptr);
 
 // Gives a file a second name instead of copying it to a new file: for a file that CopyFileW is about to
 // replace as a whole, after which its old content stands under `newName` alone. False, with the device's
 // number in GetLastError, when the name exists (80), and when the host has no second names or the file is not
 // fit for one: then the file has to be copied. On Windows, where CopyFileW writes in place, it always is.
-bool giveSecondName(LPCWSTR file, LPCWSTR newName);
+// `looked` is the state of `file` where the caller has just asked for it, else null.
+bool giveSecondName(LPCWSTR file, LPCWSTR newName, const FileState* looked = nullptr);
 
 }  // namespace platform
 

@@ -17,7 +17,6 @@ from oracle import LEDGER, STAGED, files, judge, records, sections  # noqa: E402
 from player import ENGINE, MANIFEST, PRODUCT, RESULT, Device, Story, differences, file  # noqa: E402
 
 STEP = int(sys.argv[1]) if len(sys.argv) > 1 else 1
-RECOVERS = False  # whether the next start puts a cut-off run right
 NO_MEMORY = re.compile(r"OvPatch: (no memory for [a-z ]+|the command line cannot be held)\n\Z")
 UNENTERED = re.compile(r"the record of |.*/OV_Backup/.*: (a copy that no ledger names|expected 'nothing')")
 UNENTERED_TOLD = re.compile(r"Merge backup ini faild|cannot be written|phaseIniForBackupL?: .* failed")
@@ -70,8 +69,9 @@ class Situation:
 
     def wrong_with(self, outcome, how, n):
         began = outcome.exit not in (1, 2)
-        if began and (outcome.exit != 0 or how == "from" and outcome.result != 0):
-            return self.wrong_with_cut(outcome, how, n)
+        untidy = (how == "from" or outcome.result is None) and any("OvJournal" in path for path in outcome.tree)
+        if began and (outcome.exit != 0 or untidy or how == "from" and outcome.result != 0):
+            return self.wrong_with_cut(outcome, n)
         told, outcome.said = outcome.said + "".join(outcome.log), ""
         wrong = []
         for result in ([57, 0] if began else [57]) if outcome.result is None else [outcome.result]:
@@ -85,7 +85,7 @@ class Situation:
                 break
         return wrong
 
-    def wrong_with_cut(self, outcome, how, n):
+    def wrong_with_cut(self, outcome, n):
         """What must not be wrong with what a run leaves that ends anywhere."""
         wrong = [] if outcome.exit in (0, -9) or NO_MEMORY.search(outcome.said) else [f"{outcome.exit}, {outcome.said!r}"]
         was, left = ({path: entry.content for path, entry in {**files(tree), **files(tree, True)}.items()
@@ -100,13 +100,29 @@ class Situation:
                             for keys in items for kind in ("added", "written"))
             wrong += [] if whole else [f"{path}: torn, {content!r}"]
         wrong += [f"{path}: its content is lost" for path in files(self.before) if was.get(path, b"") not in {*left.values(), b""}]
-        if RECOVERS and how != "from":
-            if n % 9 == 0:
-                self.play(f"call {n % 41 + 7} kill", again=True)
-            outcome = self.play("", again=True)
-            wrong += differences(self.plain.tree, outcome.tree)
-            wrong += [f"then the result is {outcome.result}"] * (outcome.result != self.plain.result)
+        if n % 9 == 0:
+            self.idle(f"call {n % 41 + 7} kill")
+        told = outcome.result is not None
+        wrong += self.unlike(self.plain.tree if told else self.before, self.idle(""), 0)
+        if not told:
+            self.write_manifest(self.before[MANIFEST].content)
+            wrong += self.unlike(self.plain.tree, self.play("", again=True), self.plain.result)
         return wrong
+
+    def idle(self, fault):
+        """A start that has nothing to do but to put right what was cut off."""
+        self.write_manifest(b"[common]\naction=2\n")
+        return self.play(fault, again=True)
+
+    def write_manifest(self, manifest):
+        with open(os.path.join(os.fsdecode(self.device.directory), MANIFEST), "wb") as handle:
+            handle.write(manifest)
+
+    def unlike(self, tree, outcome, result):
+        trees = ({path: entry for path, entry in one.items() if path not in (MANIFEST, RESULT, "base/OV_Log")}
+                 for one in (tree, outcome.tree))
+        return [f"then {line}" for line in differences(*trees)] + (
+            [f"then the result is {outcome.result}"] * (outcome.result != result))
 
     def orders(self):
         """The faults to play, and how each is told."""

@@ -7,7 +7,7 @@ import re
 from player import MANIFEST, RESULT, File, differences, directory_of, file
 
 LEDGER = "OV_Backup/OvBackup.ini"
-STAGED = re.compile(r"(^|/)(OVSrc\.tmp|PatchDll\.ini|KxuPatch\.ini|\.ovp.*|OvJournal.*)$")
+STAGED = re.compile(r"(^|/)(OVSrc\.tmp|PatchDll\.ini|KxuPatch\.ini|\.ovp.*|OvJournal.*|ovk\d+\.tmp)$")
 # A start is followed by its end; only an undoing may leave its last bracket open.
 CALLS = re.compile(r"(Get\w+Path )*(IsRollback(Ex)? )?((StartPatch|StartAction) "
                    r"(Start(\w+) (CheckFile(Ex)? )*End\7 (End\7 )?)*(Start\w+ )?(EndPatch |EndAction )?)?$")

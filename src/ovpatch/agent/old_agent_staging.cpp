@@ -10,12 +10,15 @@
 #include "foundation/bounded.h"
 #include "foundation/patch_session.h"
 #include "ini/kx_ini_util.h"
+#include "ovpatch/agent/staging_area.h"
+#include "ovpatch/journal/journal.h"
 
 namespace ovpatch {
 
 namespace {
 
 constexpr char SOURCE_NAME[] = "OVSrc.tmp\\";
+constexpr char SOURCE_AREA[] = "OVSrc.tmp";
 constexpr char SOURCE_INI_NAME[] = "KxuPatch.ini";
 constexpr char AGENT_INI_NAME[] = "PatchDll.ini";
 
@@ -31,7 +34,7 @@ bool isKnownMissing(const char* path) {
 }
 
 void removeAgentIni(const char* path) {
-    if (*path == '\0' || isKnownMissing(path)) return;
+    if (*path == '\0' || isKnownMissing(path) || journal().drop(path)) return;
     if (unlink(path, nullptr, nullptr) != FILEOP_OK) unlink(path, nullptr, nullptr);
 }
 
@@ -49,6 +52,12 @@ bool agentIniPath(const char* patchAgentFile, char (&out)[OVPATCH_PATH_SIZE]) {
     return boundedSnprintf(out, sizeof out, "%s%s", stem, ".ini") != 0;
 }
 
+void layOut(const char* agentIni, const char* target) {
+    if (!journal().beginPut(target)) return;
+    copyFiles(agentIni, target, true, nullptr, nullptr);
+    journal().endPut(target);
+}
+
 }  // namespace
 
 OldAgentStaging::OldAgentStaging(const char* destination, const char* patchAgentFile)
@@ -59,13 +68,25 @@ OldAgentStaging::OldAgentStaging(const char* destination, const char* patchAgent
     }
     if (!join(sourceDirectory_, rootDirectory_, SOURCE_NAME)) return;
     if (!join(sourceIniPath_, sourceDirectory_, SOURCE_INI_NAME)) return;
-    // The document writes itself when it goes; by then its directory is there.
-    KxIniUtil sourceIni(sourceIniPath_, ';', false);
-    sourceIni.setValue("MAIN", "SOURCE", sourceDirectory_);
-    makeDirectory(sourceDirectory_, nullptr, nullptr);
-    // Whatever stood there is no concern of this run.
-    if (sourceIni.isUnreadable()) sourceIni.save();
-    if (patchAgentFile != nullptr) layOutAgentIni(patchAgentFile);
+    layOutSource(patchAgentFile);
+}
+
+void OldAgentStaging::layOutSource(const char* patchAgentFile) {
+    char area[OVPATCH_PATH_SIZE];
+    join(area, rootDirectory_, SOURCE_AREA);
+    {
+        // The document writes itself when it goes; by then its directory is there.
+        KxIniUtil sourceIni(sourceIniPath_, ';', false);
+        sourceIni.setValue("MAIN", "SOURCE", sourceDirectory_);
+        const bool isTold = openStagingArea(area);
+        if (isTold) makeDirectory(sourceDirectory_, nullptr, nullptr);
+        if (patchAgentFile != nullptr) layOutAgentIni(patchAgentFile);
+        if (!isTold || !beginStaged(area, sourceIniPath_))
+            sourceIni.setReadOnly();
+        else if (sourceIni.isUnreadable())  // whatever stood there is no concern of this run
+            sourceIni.save();
+    }
+    endStaged(area, sourceIniPath_);
 }
 
 void OldAgentStaging::layOutAgentIni(const char* patchAgentFile) {
@@ -73,14 +94,17 @@ void OldAgentStaging::layOutAgentIni(const char* patchAgentFile) {
     join(baseAgentIniPath_, patchSession().baseDirectory, AGENT_INI_NAME);
     char agentIni[OVPATCH_PATH_SIZE];
     if (!agentIniPath(patchAgentFile, agentIni) || isKnownMissing(agentIni)) return;
-    copyFiles(agentIni, rootAgentIniPath_, true, nullptr, nullptr);
-    copyFiles(agentIni, baseAgentIniPath_, true, nullptr, nullptr);
+    layOut(agentIni, rootAgentIniPath_);
+    layOut(agentIni, baseAgentIniPath_);
 }
 
 OldAgentStaging::~OldAgentStaging() {
-    if (sourceIniPath_[0] != '\0') unlink(sourceIniPath_, nullptr, nullptr);
+    // While there is a journal, what was there before may be needed until the run is over.
+    if (sourceIniPath_[0] != '\0' && !journal().drop(sourceIniPath_))
+        unlink(sourceIniPath_, nullptr, nullptr);
     // A removal ends at its first failure. What failed in passing goes at the second try.
-    if (sourceDirectory_[0] != '\0' && removeTree(sourceDirectory_, nullptr, nullptr) != FILEOP_OK)
+    if (sourceDirectory_[0] != '\0' && !journal().dropTree(sourceDirectory_) &&
+        removeTree(sourceDirectory_, nullptr, nullptr) != FILEOP_OK)
         removeTree(sourceDirectory_, nullptr, nullptr);
     removeAgentIni(rootAgentIniPath_);
     removeAgentIni(baseAgentIniPath_);

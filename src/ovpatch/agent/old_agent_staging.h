@@ -20,13 +20,15 @@ public:
     // not fit is left out, and so are those after it in the list above.
     OldAgentStaging(const char* destination, const char* patchAgentFile);
 
-    // Removes them, after the library has been freed. A PatchDll.ini that stood there before goes too.
+    // Removes them, after the library has been freed; with a journal, when the run is over. A PatchDll.ini
+    // that stood there before goes too.
     ~OldAgentStaging();
 
     OldAgentStaging(const OldAgentStaging&) = delete;
     OldAgentStaging& operator=(const OldAgentStaging&) = delete;
 
 private:
+    void layOutSource(const char* patchAgentFile);
     void layOutAgentIni(const char* patchAgentFile);
 
     // Each is empty when there is none, or when it did not fit.

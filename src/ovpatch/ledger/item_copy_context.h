@@ -8,6 +8,7 @@
 
 #include "ovpatch/ledger/backup_stru.h"
 #include "ovpatch/ledger/taken_names.h"
+#include "platform/file_state.h"
 
 namespace ovpatch {
 
@@ -21,6 +22,8 @@ struct ItemCopyContext {
     std::int32_t itemType;
     const BackupStru* runLedger;  // the whole of it, of which `backupItem` is a record
     TakenNames* takenNames;       // what is known of the item's backup directory; not owned
+    platform::CopySource*
+        source;  // an update's: where the file that is about to be copied is opened; not owned
 };
 
 }  // namespace ovpatch

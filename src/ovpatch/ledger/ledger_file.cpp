@@ -6,6 +6,7 @@
 #include "fileops/remove.h"
 #include "foundation/bounded.h"
 #include "foundation/tokenizer.h"
+#include "ovpatch/journal/journal.h"
 #include "ovpatch/ledger/backup_paths.h"
 #include "ovpatch/log_lines.h"
 #include "ovpatch/manifest/item_version.h"
@@ -81,13 +82,16 @@ bool saveLedgerWithout(const BackupStru& stored, std::uint32_t index, MissingAge
         formatSectionName(number++, section, sizeof section);
         addLedgerRecord(&ledger, section, stored.items[k]);
     }
-    if (ledger.saveAs(path) != 0) return true;
-    tellUnwritten(path);
-    return false;
+    return writeLedger(&ledger, path);
 }
 
-void tellUnwritten(const char* path) {
-    STRU_ERROR(6, "ledger %s cannot be written.", path);
+bool writeLedger(KxIniUtil* ledger, const char* path) {
+    // It is not written again when it goes.
+    ledger->setReadOnly();
+    const bool saved = journal().beginPut(path) && ledger->saveAs(path) != 0;
+    journal().endPut(path);
+    if (!saved) STRU_ERROR(6, "ledger %s cannot be written.", path);
+    return saved;
 }
 
 ByteString backupCopyName(const char* entry) {
@@ -119,6 +123,16 @@ bool isBackupCopyName(const char* name) {
     return *name != '\0' && std::strcmp(name, ".") != 0 && std::strcmp(name, "..") != 0 && !hasWildcard(name);
 }
 
+namespace {
+
+// While there is a journal, the copy may be needed until the run is over.
+void dropCopy(const char* path, NameIndex* names) {
+    if (journal().isOpen() && !names->canMatch(path)) return;
+    if (!names->knowsMissing(path) && !journal().drop(path)) unlink(path, nullptr, nullptr, names);
+}
+
+}  // namespace
+
 void removeBackupCopies(const BackupItem& item, const char* backupDirectory, NameIndex* names,
                         const TakenNames* kept) {
     for (std::uint32_t k = 0; k < item.writtenCount; ++k) {
@@ -130,7 +144,7 @@ void removeBackupCopies(const BackupItem& item, const char* backupDirectory, Nam
         }
         char path[PATH_SIZE];
         if (!backupCopyPath(backupDirectory, name.cStr(), path, sizeof path)) continue;
-        if (!names->knowsMissing(path)) unlink(path, nullptr, nullptr, names);
+        dropCopy(path, names);
     }
 }
 

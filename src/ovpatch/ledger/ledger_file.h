@@ -41,8 +41,9 @@ void takeCopyNames(const BackupItem& item, TakenNames* names);
 // Whether the item's copies lie in `backupDirectory`. The item must have its destination.
 bool sharesBackupDir(const BackupItem& item, const char* backupDirectory);
 
-// Tells in the log that a ledger could not be written.
-void tellUnwritten(const char* path);
+// Writes the document to `path`, here and now and not again at its end, and tells the journal. False when
+// that failed, which the log tells: then the file is as it was.
+bool writeLedger(KxIniUtil* ledger, const char* path);
 
 // Lists the backup directory in `context->takenNames`, unless it is the one that was listed last. Names that
 // this run has noted for it, for the item at hand or an earlier one, count as taken even where the file has

@@ -26,12 +26,11 @@ std::unique_ptr<KxIniUtil> openLedger(const char* path) {
 }
 
 void createLedger(const BackupStru& runLedger, const char* path) {
-    KxIniUtil ledger(path, LEDGER_COMMENT, false);
+    KxIniUtil ledger(nullptr, LEDGER_COMMENT, false);
     addCommonNumber(&ledger, "itemcount", 0);
     addCommonNumber(&ledger, "patchagent.version", static_cast<std::uint32_t>(runLedger.patchAgentVersion));
     if (runLedger.patchAgentFile != nullptr) ledger.addValue(COMMON, "patchagent", runLedger.patchAgentFile);
-    if (ledger.saveAs(path) == 0) tellUnwritten(path);
-    ledger.setReadOnly();
+    writeLedger(&ledger, path);
 }
 
 // Whether the path is known to name nothing.
@@ -72,14 +71,6 @@ void removeOlderCopies(const BackupItem& older, const BackupStru& runLedger, std
     removeBackupCopies(older, directory, &names, &fresh);
 }
 
-// Saves the document here and now, so that its end does not try again.
-bool saveOnce(KxIniUtil* ledger, const char* path) {
-    const bool saved = ledger->save() != 0;
-    if (!saved) tellUnwritten(path);
-    ledger->setReadOnly();
-    return saved;
-}
-
 // Puts the item's record into its ledger and answers in `number` which number it got. False when the ledger
 // cannot be read.
 bool mergeItem(const BackupStru& runLedger, std::uint32_t index, std::uint32_t* number) {
@@ -106,7 +97,7 @@ bool mergeItem(const BackupStru& runLedger, std::uint32_t index, std::uint32_t* 
     }
     addLedgerRecord(ledger.get(), section, item);
     // While the older record stands, what it names stays.
-    if (saveOnce(ledger.get(), path) && older != nullptr) removeOlderCopies(*older, runLedger, index);
+    if (writeLedger(ledger.get(), path) && older != nullptr) removeOlderCopies(*older, runLedger, index);
     freeBackupStru(&stored);
     return true;
 }
@@ -127,7 +118,7 @@ bool writeTransaction(const char* destination, const std::uint32_t* numbers, std
         boundedStrncpy(text, longer, sizeof text);
     }
     ledger.setValue(COMMON, "transaction", text);
-    saveOnce(&ledger, path);
+    writeLedger(&ledger, path);
     return true;
 }
 

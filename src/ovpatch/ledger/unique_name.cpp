@@ -39,34 +39,42 @@ DWORD createNew(const WidePath& path) {
     return 0;
 }
 
-// A missing directory shows as a missing path; only then is it made, which saves asking for it each time.
-DWORD createIn(const char* directory, const WidePath& path) {
-    const DWORD error = createNew(path);
-    if (error != ERROR_PATH_NOT_FOUND) return error;
-    makeDirectory(directory, nullptr, nullptr);
-    return createNew(path);
+DWORD copyToNew(const WidePath& file, const WidePath& name, platform::CopySource* opened) {
+    const bool done = opened != nullptr && opened->isOpen()
+                          ? opened->copyTo(name.text(), true)
+                          : CopyFileW(file.text(), name.text(), TRUE) != FALSE;
+    return done ? 0 : lastError();
 }
 
-DWORD copyToNew(const WidePath& file, const WidePath& name) {
-    return CopyFileW(file.text(), name.text(), TRUE) != FALSE ? 0 : lastError();
-}
-
-DWORD saveToNew(const WidePath& file, const WidePath& name, FileFate fate) {
-    if (fate == FileFate::UNKNOWN) return copyToNew(file, name);
-    if (platform::giveSecondName(file.text(), name.text())) return 0;
+DWORD saveToNew(const WidePath& file, const WidePath& name, const SavedChange& change, FileFate fate) {
+    if (fate == FileFate::UNKNOWN) return copyToNew(file, name, change.opened);
+    const platform::FileState* looked = change.change.old.exists ? &change.change.old : nullptr;
+    if (platform::giveSecondName(file.text(), name.text(), looked)) return 0;
     const DWORD error = lastError();
-    return error == ERROR_FILE_EXISTS ? error : copyToNew(file, name);
+    return error == ERROR_FILE_EXISTS ? error : copyToNew(file, name, nullptr);
 }
 
 // Makes a file under the lowest free name by `make`, which answers the device's error number, 0 for success.
+// The journal is told of `change`, if there is one.
 template <typename Make>
-std::int32_t makeLowest(const char* directory, char* out, std::int32_t size, TakenNames* names, Make make) {
+std::int32_t makeLowest(const char* directory, char* out, std::int32_t size, TakenNames* names,
+                        const FileChange* change, Make make) {
+    bool isDirectoryMade = false;
     for (std::uint32_t number = names->lowestFree(); number < TakenNames::COUNT;
          number = names->lowestFree()) {
         if (!formName(directory, number, out, size)) return 0;
         const WidePath path(out);
         if (!path.fits()) return 0;
+        if (change != nullptr && !journal().change(*change, out)) return 0;
         const DWORD error = make(path);
+        if (change != nullptr && error == ERROR_FILE_EXISTS) journal().nothing();
+        // A missing directory shows as a missing path; only then is it made, which saves asking for it each
+        // time.
+        if (error == ERROR_PATH_NOT_FOUND && !isDirectoryMade) {
+            isDirectoryMade = true;
+            makeDirectory(directory, nullptr, nullptr);
+            continue;
+        }
         if (error != 0 && error != ERROR_FILE_EXISTS) return 0;
         names->take(number);
         if (error == 0) return 1;
@@ -74,32 +82,40 @@ std::int32_t makeLowest(const char* directory, char* out, std::int32_t size, Tak
     return 0;
 }
 
-std::int32_t createLowest(const char* directory, char* out, std::int32_t size, TakenNames* names) {
-    return makeLowest(directory, out, size, names,
-                      [directory](const WidePath& path) { return createIn(directory, path); });
+std::int32_t createLowest(const char* directory, char* out, std::int32_t size, TakenNames* names,
+                          const FileChange* change) {
+    return makeLowest(directory, out, size, names, change, createNew);
 }
 
 }  // namespace
 
 std::int32_t crtUniFile(const char* directory, char* out, std::int32_t size) {
     TakenNames none;
-    return createLowest(directory, out, size, &none);
+    return createLowest(directory, out, size, &none, nullptr);
 }
 
 std::int32_t crtUniFile(const char* directory, char* out, std::int32_t size, TakenNames* names) {
     names->enter(directory);
-    return createLowest(directory, out, size, names);
+    return createLowest(directory, out, size, names, nullptr);
 }
 
-Saved saveUnderUniqueName(const char* file, FileFate fate, const char* directory, char* out,
+Saved saveUnderUniqueName(const SavedChange& change, FileFate fate, const char* directory, char* out,
                           std::int32_t size, TakenNames* names) {
     names->enter(directory);
+    const char* file = change.change.file;
+    const FileChange* told = journal().isKept() ? &change.change : nullptr;
     const WidePath from(file);
-    const auto save = [&from, fate](const WidePath& name) { return saveToNew(from, name, fate); };
-    if (from.fits() && makeLowest(directory, out, size, names, save) != 0) return Saved::DONE;
+    const auto save = [&from, &change, fate](const WidePath& name) {
+        return saveToNew(from, name, change, fate);
+    };
+    Saved outcome = Saved::DONE;
     // The directory is missing, or there is nothing to copy, or no room for it: step by step.
-    if (createLowest(directory, out, size, names) == 0) return Saved::NO_NAME;
-    return copyFiles(file, out, true, nullptr, nullptr) == 0 ? Saved::DONE : Saved::EMPTY;
+    if (!from.fits() || makeLowest(directory, out, size, names, told, save) == 0) {
+        if (createLowest(directory, out, size, names, told) == 0) return Saved::NO_NAME;
+        outcome = copyFiles(file, out, true, nullptr, nullptr) == 0 ? Saved::DONE : Saved::EMPTY;
+    }
+    journal().secure(out);
+    return outcome;
 }
 
 void firstUniqueSuffix(char* suffix) {

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "ovpatch/journal/journal.h"
 #include "ovpatch/ledger/taken_names.h"
 
 namespace ovpatch {
@@ -31,9 +32,16 @@ enum class FileFate {
     UNKNOWN,
 };
 
-// Saves `file` under the lowest free name in `directory`: as crtUniFile and a copy over the new file do,
-// without the empty file in between where the host can do that.
-Saved saveUnderUniqueName(const char* file, FileFate fate, const char* directory, char* out,
+// A change that begins with saving its file, and the file where it has been opened for that, else null.
+struct SavedChange {
+    FileChange change;
+    platform::CopySource* opened;
+};
+
+// Saves the file of `change` under the lowest free name in `directory`: as crtUniFile and a copy over the new
+// file do, without the empty file in between where the host can do that. The journal is told the change
+// before a file is made; where it cannot be, there is no name.
+Saved saveUnderUniqueName(const SavedChange& change, FileFate fate, const char* directory, char* out,
                           std::int32_t size, TakenNames* names);
 
 // ".000" into a buffer of at least 5 bytes.

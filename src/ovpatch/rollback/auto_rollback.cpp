@@ -8,6 +8,7 @@
 #include "ovpatch/agent/item_bracket.h"
 #include "ovpatch/ledger/backup_paths.h"
 #include "ovpatch/log_lines.h"
+#include "ovpatch/rollback/undo_journal.h"
 
 namespace ovpatch {
 
@@ -83,10 +84,12 @@ void removeAdded(const char* path) {
     bool known = true;
     // A name that differs in case only is another file's.
     if (!pathExists(path, &known) && known) return;
+    keepRemoved(path);
     if (removeTree(path, nullptr, nullptr) != FILEOP_OK) removeTree(path, nullptr, nullptr);
 }
 
 void moveBack(const char* copy, const char* path) {
+    keepReplaced(copy, path);
     if (moveTree(copy, path, true, nullptr, nullptr) != FILEOP_OK)
         moveTree(copy, path, true, nullptr, nullptr);
 }

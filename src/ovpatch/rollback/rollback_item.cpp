@@ -9,10 +9,12 @@
 #include "fileops/file_tests.h"
 #include "fileops/paths.h"
 #include "fileops/remove.h"
+#include "fileops/wide_path.h"
 #include "foundation/bounded.h"
 #include "foundation/tokenizer.h"
 #include "ini/kx_ini_util.h"
 #include "ovpatch/agent/agent_api.h"
+#include "ovpatch/journal/keeper.h"
 #include "ovpatch/ledger/backup_paths.h"
 #include "ovpatch/ledger/ledger_file.h"
 #include "ovpatch/ledger/ledger_reader.h"
@@ -80,12 +82,31 @@ void dropSafetyCopy(const Passes& passes, const char* safety) {
     passes.context->takenNames->release(baseName(safety).cStr());
 }
 
+// What the journal is to be told of the file; `copy` is what will be moved over it, null for nothing.
+// `source` has the file opened then.
+SavedChange changeOf(const FilePaths& paths, const char* copy, platform::CopySource* source) {
+    SavedChange change = {{LineKind::REMOVE, {}, {}, nullptr, paths.file}, nullptr};
+    if (!journal().isKept()) return change;
+    const WidePath file(paths.file);
+    change.opened = source;
+    change.change.old = file.fits() && source->open(file.text()) ? source->state() : stateOfFile(paths.file);
+    if (copy == nullptr) return change;
+    change.change.made = stateOfFile(copy);
+    if (change.change.made.isFile) change.change.kind = LineKind::RESTORE;
+    change.change.older = copy;
+    return change;
+}
+
 // Saves what stands at the file's path. What is gone, or no file, leaves an empty safety copy. False when
 // there is no name for one, and for a file that is there, or may be, and could not be saved: it must not be
-// touched.
-bool saveState(Passes* passes, FilePaths* paths) {
+// touched. `copy` is what will be moved over the file, null for nothing; `told` receives what the journal was
+// told.
+bool saveState(Passes* passes, FilePaths* paths, const char* copy, FileChange* told) {
     const ItemCopyContext& context = *passes->context;
-    const Saved outcome = saveUnderUniqueName(paths->file, FileFate::UNKNOWN, passes->backupDirectory,
+    platform::CopySource source;
+    const SavedChange change = changeOf(*paths, copy, &source);
+    *told = change.change;
+    const Saved outcome = saveUnderUniqueName(change, FileFate::UNKNOWN, passes->backupDirectory,
                                               paths->safety, PATH_SIZE, context.takenNames);
     if (outcome == Saved::NO_NAME) {
         UPDATER_ERROR(6, "rollbackItem: crtUniFile failed.");
@@ -181,7 +202,8 @@ void deleteAdded(const char* file) {
 std::int32_t undoAddedFile(Passes* passes, const char* added) {
     FilePaths paths;
     if (boundedStrncpy(paths.file, added, sizeof paths.file) == nullptr) return tooLong();
-    if (!saveState(passes, &paths)) return ROLLBACK_NOT_SAVED;
+    FileChange told;
+    if (!saveState(passes, &paths, nullptr, &told)) return ROLLBACK_NOT_SAVED;
     const Question question = {"PatchAgent CheckFile with:", "PatchAgent CheckFileEx with"};
     if (!decideAdded(passes, askAgent(*passes->context->agent, question, paths.file))) {
         dropSafetyCopy(*passes, paths.safety);
@@ -192,8 +214,9 @@ std::int32_t undoAddedFile(Passes* passes, const char* added) {
     return ROLLBACK_DONE;
 }
 
-void moveBack(const char* copy, const char* file) {
-    if (moveFiles(copy, file, true, nullptr, nullptr) == FILEOP_OK) return;
+// `looked` is what the copy was found to be, if it was looked at.
+void moveBack(const char* copy, const char* file, const platform::FileState& looked) {
+    if (moveFiles(copy, file, looked.isFile ? &looked : nullptr) == FILEOP_OK) return;
     // What fails in passing is tried once more, for the copy goes with the record.
     moveFiles(copy, file, true, nullptr, nullptr);
 }
@@ -207,7 +230,8 @@ std::int32_t undoWrittenFile(Passes* passes, const char* entry, bool copyExists)
             nullptr) {
         return tooLong();
     }
-    if (!saveState(passes, &paths)) return ROLLBACK_NOT_SAVED;
+    FileChange told;
+    if (!saveState(passes, &paths, copyExists ? copy : nullptr, &told)) return ROLLBACK_NOT_SAVED;
     const Question question = {"PatchAgent CheckFilie with:", "PatchAgent CheckFileEx with:"};
     if (!decideWritten(passes, askAgent(*passes->context->agent, question, paths.file), copy, paths.file)) {
         dropSafetyCopy(*passes, paths.safety);
@@ -215,7 +239,7 @@ std::int32_t undoWrittenFile(Passes* passes, const char* entry, bool copyExists)
     }
     if (!noteUndo(*passes, paths)) return ROLLBACK_NOT_SAVED;
     if (!isBackupCopyName(name.cStr())) UPDATER_ERROR(6, "rollbackItem: no backup copy: %s", entry);
-    if (passes->decision != LEAVE_ALONE && copyExists) moveBack(copy, paths.file);
+    if (passes->decision != LEAVE_ALONE && copyExists) moveBack(copy, paths.file, told.made);
     return ROLLBACK_DONE;
 }
 

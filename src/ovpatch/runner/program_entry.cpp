@@ -45,10 +45,10 @@ bool splitCommandLine(const char* commandLine, CommandTokens* tokens) {
 
 std::int32_t patchMain(const CommandTokens& tokens) {
     HANDLE mutex = nullptr;
-    acquireRunMutex(&mutex);
+    const bool alone = acquireRunMutex(&mutex);
     char baseDirectory[COMMAND_LINE_SIZE];
     const std::int32_t exitValue = settleBaseDirectory(tokens, baseDirectory, sizeof baseDirectory)
-                                       ? runPatchSession(baseDirectory)
+                                       ? runPatchSession(baseDirectory, alone)
                                        : EXIT_NOT_STARTED;
     releaseRunMutex(mutex);
     return exitValue;

@@ -7,8 +7,8 @@
 namespace ovpatch {
 
 // Takes the lock, waiting without a time-out while another process holds it. The handle is stored whatever
-// happens; it is null when there is no lock to be had, and the run goes on without one.
-void acquireRunMutex(HANDLE* mutex);
+// happens. False when there is no lock to be had; the run goes on without one.
+bool acquireRunMutex(HANDLE* mutex);
 
 // Gives the lock back and closes its handle.
 void releaseRunMutex(HANDLE mutex);

@@ -4,13 +4,18 @@
 #include <new>
 
 #include "fileops/paths.h"
+#include "fileops/wide_path.h"
 #include "foundation/bounded.h"
 #include "foundation/patch_session.h"
 #include "ini/kx_ini_util.h"
 #include "logging/logger.h"
+#include "ovpatch/journal/journal.h"
+#include "ovpatch/journal/keeper.h"
 #include "ovpatch/ledger/backup_paths.h"
 #include "ovpatch/log_lines.h"
 #include "ovpatch/manifest/number_text.h"
+#include "ovpatch/recovery/cut_off_run.h"
+#include "ovpatch/recovery/result_check.h"
 #include "ovpatch/result_codes.h"
 #include "ovpatch/runner/drivers.h"
 #include "ovpatch/runner/result_file.h"
@@ -21,6 +26,7 @@ namespace {
 
 constexpr char COMMON[] = "common";
 constexpr char MANIFEST[] = "OV_Temp\\OvPatch.ini";
+constexpr int MOST_TRIES = 100;
 constexpr std::int32_t EXIT_RUN = 0;
 constexpr std::int32_t EXIT_NOT_LOGGED = 1;
 
@@ -73,9 +79,42 @@ std::int32_t runAction(const char* baseDirectory) {
     return dispatch(*manifest);
 }
 
+// A run without changes has no journal, and can be cut off while it tells its result.
+void tidyResult(const char* baseDirectory) {
+    char path[PATH_SIZE];
+    const WidePath result(resultPath(baseDirectory, path) ? path : nullptr);
+    if (result.fits()) platform::tidyReplacement(result.text(), 0);
+}
+
+// A journal that another process makes in between is waited for.
+void openJournal(const char* baseDirectory, bool alone) {
+    if (!alone) UPDATER_ERROR(9, "OvPatch: the lock cannot be had, the run is not alone.");
+    putCutOffRunRight(baseDirectory);
+    if (alone && patchSession().recovery != 0) tidyResult(baseDirectory);
+    journal().prepare(baseDirectory);
+    if (alone) return;
+    for (int tries = 0; tries < MOST_TRIES && !journal().begin(); ++tries)
+        putCutOffRunRight(baseDirectory);
+}
+
+// Until the result stands in its file the run counts as cut off.
+void endRun(const char* baseDirectory, std::int32_t result) {
+    if (!journal().isOpen()) {
+        writeResult(baseDirectory, result);
+        return;
+    }
+    char path[PATH_SIZE];
+    resultPath(baseDirectory, path);
+    const platform::FileState old = stateOfFile(path);
+    journal().beginResult(result, old);
+    writeResult(baseDirectory, result);
+    journal().secure(path);
+    journal().finish(isResultTold(path, old, result));
+}
+
 }  // namespace
 
-std::int32_t runPatchSession(const char* baseDirectory) {
+std::int32_t runPatchSession(const char* baseDirectory, bool alone) {
     std::int32_t result = RESULT_NO_ACTION;
     std::int32_t exitValue = EXIT_NOT_LOGGED;
     std::unique_ptr<Logger> logger;
@@ -86,9 +125,10 @@ std::int32_t runPatchSession(const char* baseDirectory) {
     if (logger != nullptr) {
         logger->start();
         exitValue = EXIT_RUN;
+        openJournal(baseDirectory, alone);
         result = runAction(baseDirectory);
     }
-    writeResult(baseDirectory, result);
+    endRun(baseDirectory, result);
     if (logger != nullptr) {
         logger->stop();
         logger.reset();

@@ -7,8 +7,11 @@
 #include "fileops/file_tests.h"
 #include "fileops/paths.h"
 #include "fileops/remove.h"
+#include "fileops/wide_path.h"
 #include "foundation/bounded.h"
 #include "ovpatch/agent/agent_api.h"
+#include "ovpatch/agent/staging_area.h"
+#include "ovpatch/journal/keeper.h"
 #include "ovpatch/ledger/backup_paths.h"
 #include "ovpatch/ledger/item_copy_context.h"
 #include "ovpatch/ledger/ledger_file.h"
@@ -39,6 +42,13 @@ bool ledgerCanHold(const char* path) {
            std::strchr(TRIMMED, path[length - 1]) == nullptr;
 }
 
+bool stage(const char* source, const char* directory, const char* staged) {
+    if (!openStagingArea(directory) || !beginStaged(directory, staged)) return false;
+    const bool done = copyFiles(source, staged, true, nullptr, nullptr) == 0;
+    endStaged(directory, staged);
+    return done;
+}
+
 // The old generation finds the new version of the file, under its own name, in a directory that it knows. The
 // directory is flat: files of one name from different subdirectories pass through the same place.
 void stageForOldAgent(const FileOpRecord& record, const BackupItem& item) {
@@ -51,9 +61,7 @@ void stageForOldAgent(const FileOpRecord& record, const BackupItem& item) {
     const char* name = fileNamePart(target);
     const bool fits = target[0] != '\0' && directory[0] != '\0' &&
                       joinPath(staged, sizeof staged, directory, name != nullptr ? name : target) == 0;
-    if (!fits || copyFiles(record.sourcePath, staged, true, nullptr, nullptr) != 0) {
-        UPDATER_ERROR(9, "Copy to old ov temp failed");
-    }
+    if (!fits || !stage(record.sourcePath, directory, staged)) UPDATER_ERROR(9, "Copy to old ov temp failed");
 }
 
 std::int32_t askOldAgent(const FileOpRecord& record, const ItemCopyContext& context) {
@@ -145,15 +153,43 @@ std::int32_t noteWritten(const ItemCopyContext& context, const char* targetPath,
     return GO_ON;
 }
 
-std::int32_t saveOverwritten(const char* targetPath, const ItemCopyContext& context) {
+// The source is opened before the journal is told, which is to know what it is.
+void openSource(FileOpRecord* record, const ItemCopyContext& context) {
+    if (!journal().isKept()) return;
+    const WidePath source(record->sourcePath);
+    if (source.fits())
+        context.source->open(source.text());
+    else
+        context.source->close();
+    record->opened = context.source;
+}
+
+std::int32_t tellAdded(FileOpRecord* record, const ItemCopyContext& context) {
+    openSource(record, context);
+    // What cannot be opened will not be copied.
+    if (record->opened == nullptr || !record->opened->isOpen()) return GO_ON;
+    return journal().add(record->opened->state(), record->targetPath) ? GO_ON : fail("journal failed.");
+}
+
+SavedChange changeOf(FileOpRecord* record, const ItemCopyContext& context) {
+    SavedChange change = {{LineKind::WRITE, {}, {}, nullptr, record->targetPath}, nullptr};
+    openSource(record, context);
+    if (record->opened == nullptr) return change;
+    change.change.old = stateOfFile(record->targetPath);
+    change.change.made = record->opened->state();
+    return change;
+}
+
+std::int32_t saveOverwritten(FileOpRecord* record, const ItemCopyContext& context) {
+    const char* targetPath = record->targetPath;
     char directory[PATH_SIZE];
     char saved[PATH_SIZE];
     Saved outcome = Saved::NO_NAME;
     if (itemBackupDir(context.backupItem->destination, context.itemClass, context.itemType, directory,
                       sizeof directory) != 0) {
         enterBackupDir(context, directory);
-        outcome = saveUnderUniqueName(targetPath, FileFate::REPLACED, directory, saved, sizeof saved,
-                                      context.takenNames);
+        outcome = saveUnderUniqueName(changeOf(record, context), FileFate::REPLACED, directory, saved,
+                                      sizeof saved, context.takenNames);
     }
     if (outcome == Saved::NO_NAME) return fail("crtUniFile failed.");
     if (outcome == Saved::EMPTY) {
@@ -169,12 +205,13 @@ std::int32_t saveOverwritten(const char* targetPath, const ItemCopyContext& cont
     return noteWritten(context, targetPath, saved);
 }
 
-std::int32_t keepLedger(const FileOpRecord& record, const ItemCopyContext& context) {
-    if (record.operation == FILEOP_COPY_NEW && record.phase != BEFORE) {
-        return noteAdded(record.targetPath, context.backupItem);
+std::int32_t keepLedger(FileOpRecord* record, const ItemCopyContext& context) {
+    if (record->operation == FILEOP_COPY_NEW) {
+        return record->phase == BEFORE ? tellAdded(record, context)
+                                       : noteAdded(record->targetPath, context.backupItem);
     }
-    if (record.operation == FILEOP_COPY_OVERWRITE && record.phase == BEFORE) {
-        return saveOverwritten(record.targetPath, context);
+    if (record->operation == FILEOP_COPY_OVERWRITE && record->phase == BEFORE) {
+        return saveOverwritten(record, context);
     }
     return GO_ON;
 }
@@ -192,7 +229,7 @@ std::int32_t callBackForUpdate(FileOpRecord* record) {
         if (answer != GO_ON) return answer;
         if (!ledgerCanHold(record->targetPath)) return fail("the ledger cannot hold this path.");
     }
-    return keepLedger(*record, context);
+    return keepLedger(record, context);
 }
 
 }  // namespace ovpatch

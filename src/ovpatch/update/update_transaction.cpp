@@ -27,6 +27,7 @@ struct Update {
     BackupStru runLedger;
     ItemCopyContext context;
     TakenNames takenNames;
+    platform::CopySource source;
     FileOpRecord record;
     ClassPaths classPaths;  // old generation
     std::uint32_t flags;    // new generation; the force bit is never cleared
@@ -176,12 +177,13 @@ std::int32_t quitAfterAutoRollback(Update* run, std::int32_t result) {
 
 std::int32_t updateWithPatchAgent(const PatchAgentApi& agent, const UpdateStru& update) {
     UPDATER_INFO(6, "updateWithPatchAgent: start.");
-    Update run = {&agent, &update, {}, {}, {}, {}, {}, 0, 0};
+    Update run = {&agent, &update, {}, {}, {}, {}, {}, {}, 0, 0};
     initBackupStru(update, &run.runLedger);
     if (run.runLedger.items == nullptr) return quit(&run, RESULT_NO_MEMORY);
     run.context.agent = &agent;
     run.context.runLedger = &run.runLedger;
     run.context.takenNames = &run.takenNames;
+    run.context.source = &run.source;
     run.record.recordSize = sizeof run.record;
     run.record.userData = &run.context;
 

@@ -5,6 +5,7 @@
 #include "platform/posix/copy_content.h"
 #include "platform/posix/errors.h"
 #include "platform/posix/file_replacement.h"
+#include "platform/posix/file_status.h"
 #include "platform/posix/host_path.h"
 #include "platform/posix/interrupted.h"
 
@@ -15,41 +16,18 @@ namespace {
 // Smaller ones would make a host of 32 bits refuse to tell of large files and of some file systems' entries.
 static_assert(sizeof(off_t) == 8 && sizeof(ino_t) == 8, "large files");
 
-// A regular file open for reading. Opening does not wait, whatever the path names.
-class SourceFile {
-public:
-    SourceFile() = default;
-    ~SourceFile() {
-        if (descriptor_ >= 0) close(descriptor_);
-    }
-    SourceFile(const SourceFile&) = delete;
-    SourceFile& operator=(const SourceFile&) = delete;
-
-    bool open(const char* hostPath) {
-        constexpr int FLAGS = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-        descriptor_ = untilDone([hostPath] { return ::open(hostPath, FLAGS); });
-        if (descriptor_ < 0) return failFromErrno(hostPath);
-        if (fstat(descriptor_, &status_) != 0) return failFromErrno();
-        return S_ISREG(status_.st_mode) || fail(ERROR_ACCESS_DENIED);
-    }
-    int descriptor() const { return descriptor_; }
-    const struct stat& status() const { return status_; }
-
-private:
-    int descriptor_ = -1;
-    struct stat status_ = {};
-};
-
-bool inspectTarget(FileReplacement* target, const char* hostPath, const struct stat& source, bool mustBeNew) {
+bool inspectTarget(FileReplacement* target, const char* hostPath, const platform::FileState& source,
+                   bool mustBeNew) {
     if (!target->inspect(hostPath)) return false;
     if (!target->exists()) return true;
     const struct stat& old = target->status();
-    if (old.st_dev == source.st_dev && old.st_ino == source.st_ino) return fail(ERROR_SHARING_VIOLATION);
+    if (old.st_dev == source.device && old.st_ino == source.id) return fail(ERROR_SHARING_VIOLATION);
     return !mustBeNew || fail(ERROR_FILE_EXISTS);
 }
 
-bool keepModificationTime(int descriptor, const struct stat& source) {
-    const timespec times[2] = {{0, UTIME_OMIT}, source.st_mtim};
+bool keepModificationTime(int descriptor, const platform::FileState& source) {
+    const timespec times[2] = {{0, UTIME_OMIT},
+                               {static_cast<time_t>(source.seconds), static_cast<long>(source.nanoseconds)}};
     return futimens(descriptor, times) == 0 || failFromErrno();
 }
 
@@ -59,15 +37,49 @@ bool keepModificationTime(int descriptor, const struct stat& source) {
 
 using namespace ovpatch::posix;
 
-BOOL CopyFileW(LPCWSTR sourcePath, LPCWSTR targetPath, BOOL failIfExists) {
+namespace platform {
+
+// Opening does not wait, whatever the path names.
+bool CopySource::open(LPCWSTR devicePath) {
+    close();
+    state_ = FileState();
     HostPath path;
-    SourceFile source;
+    if (!path.assign(devicePath)) return false;
+    constexpr int FLAGS = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    const int descriptor = untilDone([&path] { return ::open(path.cStr(), FLAGS); });
+    if (descriptor < 0) return failFromErrno(path.cStr());
+    opened_ = descriptor;
+    struct stat status;
+    const bool known = fstat(descriptor, &status) == 0 || failFromErrno();
+    if (known && (S_ISREG(status.st_mode) || fail(ERROR_ACCESS_DENIED))) {
+        state_ = stateFrom(status);
+        return true;
+    }
+    close();
+    return false;
+}
+
+bool CopySource::copyTo(LPCWSTR targetPath, bool failIfExists) {
+    if (opened_ == -1) return false;
+    HostPath path;
     FileReplacement target;
-    if (!path.assign(sourcePath) || !source.open(path.cStr()) || !path.assign(targetPath)) return FALSE;
-    const bool done = inspectTarget(&target, path.cStr(), source.status(), failIfExists != FALSE) &&
-                      target.create(O_WRONLY, source.status().st_mode, true) &&
-                      copyContent(source.descriptor(), target.descriptor(), source.status().st_size) &&
-                      keepModificationTime(target.descriptor(), source.status()) &&
-                      target.commit(failIfExists != FALSE);
-    return done ? TRUE : FALSE;
+    const int source = static_cast<int>(opened_);
+    const bool done = path.assign(targetPath) && inspectTarget(&target, path.cStr(), state_, failIfExists) &&
+                      target.create(O_WRONLY, static_cast<mode_t>(state_.mode), true) &&
+                      copyContent(source, target.descriptor(), static_cast<off_t>(state_.size)) &&
+                      keepModificationTime(target.descriptor(), state_) && target.commit(failIfExists);
+    close();
+    return done;
+}
+
+void CopySource::close() {
+    if (opened_ != -1) ::close(static_cast<int>(opened_));
+    opened_ = -1;
+}
+
+}  // namespace platform
+
+BOOL CopyFileW(LPCWSTR sourcePath, LPCWSTR targetPath, BOOL failIfExists) {
+    platform::CopySource source;
+    return source.open(sourcePath) && source.copyTo(targetPath, failIfExists != FALSE) ? TRUE : FALSE;
 }

@@ -8,14 +8,19 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/durability.h"
+#include "platform/file_state.h"
 #include "platform/posix/errors.h"
 #include "platform/posix/interrupted.h"
+#include "platform/posix/written_devices.h"
 
 namespace ovpatch::posix {
 
 namespace {
 
 constexpr mode_t PERMISSIONS = S_IRWXU | S_IRWXG | S_IRWXO;
+
+DWORD namedAfter = 0;
 
 bool isOwnedByThisProcess(const struct stat& status) {
     static const uid_t user = geteuid();
@@ -43,12 +48,12 @@ bool FileReplacement::resolveLink(const char* hostPath) {
 
 bool FileReplacement::buildTemporaryPath() {
     // The number only makes a clash unlikely, so it need not be asked for again after a fork.
-    static const int process = static_cast<int>(getpid());
+    static const DWORD process = static_cast<DWORD>(getpid());
     static unsigned counter = 0;
     const char* separator = std::strrchr(target_, '/');
     const int directory = separator == nullptr ? 0 : static_cast<int>(separator - target_) + 1;
-    const int length = std::snprintf(temporary_, sizeof temporary_, "%.*s.ovp%d_%u.tmp", directory, target_,
-                                     process, counter++);
+    const int length = std::snprintf(temporary_, sizeof temporary_, "%.*s.ovp%u_%u.tmp", directory, target_,
+                                     namedAfter != 0 ? namedAfter : process, counter++);
     return length >= 0 && static_cast<std::size_t>(length) < sizeof temporary_;
 }
 
@@ -68,9 +73,11 @@ bool FileReplacement::create(int access, mode_t permissions, bool exactPermissio
     }
     // The umask is the agent's to change, and a directory may have rules of its own.
     struct stat made;
+    const bool known = fstat(descriptor_, &made) == 0;
+    if (known) noteWritten(made.st_dev, temporary_);
     if (!exactPermissions) return true;
-    if (fstat(descriptor_, &made) == 0 && (((made.st_mode ^ permissions) & PERMISSIONS) == 0 ||
-                                           fchmod(descriptor_, permissions & PERMISSIONS) == 0)) {
+    if (known && (((made.st_mode ^ permissions) & PERMISSIONS) == 0 ||
+                  fchmod(descriptor_, permissions & PERMISSIONS) == 0)) {
         return true;
     }
     failFromErrno();
@@ -88,8 +95,9 @@ bool FileReplacement::giveToOwner() {
 bool FileReplacement::commit(bool mustBeNew) {
     const int descriptor = descriptor_;
     descriptor_ = -1;
+    bool done = !platform::fileFlush() || fsync(descriptor) == 0;
     // Some file systems report a full disk only here.
-    bool done = closed(descriptor);
+    done = closed(descriptor) && done;
     if (done && mustBeNew)
         done = renameat2(AT_FDCWD, temporary_, AT_FDCWD, target_, RENAME_NOREPLACE) == 0;
     else if (done)
@@ -111,3 +119,7 @@ void FileReplacement::abandon() {
 }
 
 }  // namespace ovpatch::posix
+
+void platform::nameReplacementsAfter(DWORD process) {
+    ovpatch::posix::namedAfter = process;
+}

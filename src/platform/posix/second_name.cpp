@@ -7,7 +7,9 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "platform/file_state.h"
 #include "platform/posix/errors.h"
+#include "platform/posix/file_status.h"
 #include "platform/posix/host_path.h"
 
 using namespace ovpatch::posix;
@@ -15,21 +17,29 @@ using namespace ovpatch::posix;
 namespace {
 
 // A copy has no set-id bits, and what has several names or is a link is not all of the file.
-bool isPlainFile(const struct stat& status, nlink_t names) {
-    return S_ISREG(status.st_mode) && status.st_nlink == names &&
-           (status.st_mode & (S_ISUID | S_ISGID | S_ISVTX)) == 0;
+bool isPlainFile(const platform::FileState& state, std::uint32_t names) {
+    return state.isFile && !state.isLink && state.names == names &&
+           (state.mode & (S_ISUID | S_ISGID | S_ISVTX)) == 0;
 }
 
-bool isWritable(const struct stat& status) {
-    return (status.st_mode & S_IWUSR) != 0;
+bool isWritable(const platform::FileState& state) {
+    return (state.mode & S_IWUSR) != 0;
+}
+
+// The state of the name itself, a link not followed; null when it cannot be looked at.
+const platform::FileState* look(const char* path, platform::FileState* state) {
+    struct stat status;
+    if (lstat(path, &status) != 0) return nullptr;
+    *state = stateFrom(status);
+    return state;
 }
 
 // A copy keeps its target's owner, a new one is the process's own.
-bool wouldKeepOwner(const struct stat& source, const struct stat* target) {
+bool wouldKeepOwner(const platform::FileState& source, const platform::FileState* target) {
     static const uid_t user = geteuid();
     static const gid_t group = getegid();
-    return source.st_uid == (target != nullptr ? target->st_uid : user) &&
-           source.st_gid == (target != nullptr ? target->st_gid : group);
+    return source.owner == (target != nullptr ? target->owner : user) &&
+           source.group == (target != nullptr ? target->group : group);
 }
 
 // Both are names of one file, or one name told twice: only in the first case is there one left without
@@ -56,30 +66,31 @@ bool platform::isLink(LPCWSTR devicePath, bool* link) {
     return true;
 }
 
-bool platform::moveFileOver(LPCWSTR devicePath, LPCWSTR deviceTarget) {
+bool platform::moveFileOver(LPCWSTR devicePath, LPCWSTR deviceTarget, const FileState* looked) {
     HostPath source;
     HostPath target;
-    struct stat from;
-    struct stat to;
-    if (!source.assign(devicePath) || !target.assign(deviceTarget) || lstat(source.cStr(), &from) != 0)
+    FileState from;
+    FileState over;
+    if (!source.assign(devicePath) || !target.assign(deviceTarget)) return false;
+    if (looked == nullptr) looked = look(source.cStr(), &from);
+    if (looked == nullptr) return false;
+    const FileState* to = look(target.cStr(), &over);
+    if (!isWritable(*looked) || (to == nullptr && errno != ENOENT) || (to != nullptr && !isWritable(*to)))
         return false;
-    const bool exists = lstat(target.cStr(), &to) == 0;
-    if (!isWritable(from) || (!exists && errno != ENOENT) || (exists && !isWritable(to))) return false;
-    if (exists && from.st_dev == to.st_dev && from.st_ino == to.st_ino) {
-        return isPlainFile(from, 2) && dropSecondName(source.cStr(), target.cStr());
-    }
-    const bool fit = isPlainFile(from, 1) && (!exists || S_ISREG(to.st_mode)) &&
-                     wouldKeepOwner(from, exists ? &to : nullptr);
+    if (to != nullptr && looked->device == to->device && looked->id == to->id)
+        return isPlainFile(*to, 2) && dropSecondName(source.cStr(), target.cStr());
+    const bool fit = isPlainFile(*looked, 1) && (to == nullptr || to->isFile) && wouldKeepOwner(*looked, to);
     return fit && rename(source.cStr(), target.cStr()) == 0;
 }
 
-bool platform::giveSecondName(LPCWSTR devicePath, LPCWSTR newName) {
+bool platform::giveSecondName(LPCWSTR devicePath, LPCWSTR newName, const FileState* looked) {
     HostPath file;
     HostPath name;
-    struct stat status;
+    FileState state;
     if (!file.assign(devicePath) || !name.assign(newName)) return false;
-    if (lstat(file.cStr(), &status) != 0) return failFromErrno(file.cStr());
-    if (!isPlainFile(status, 1) || !isWritable(status)) return fail(ERROR_NOT_SUPPORTED);
+    if (looked == nullptr) looked = look(file.cStr(), &state);
+    if (looked == nullptr) return failFromErrno(file.cStr());
+    if (!isPlainFile(*looked, 1) || !isWritable(*looked)) return fail(ERROR_NOT_SUPPORTED);
     if (link(file.cStr(), name.cStr()) == 0) return true;
     return errno == EEXIST ? fail(ERROR_FILE_EXISTS) : failFromErrno(name.cStr());
 }

@@ -1,0 +1,266 @@
+#include "ovpatch/journal/journal_line.h"
+
+#include <cstring>
+
+namespace ovpatch {
+
+namespace {
+
+struct LineForm {
+    LineKind kind;
+    const char* word;
+    int states;
+    int texts;
+    bool result;
+};
+
+// At the place of its kind's number.
+constexpr LineForm FORMS[] = {
+    {LineKind::DIRECTORY, "directory", 0, 1, false},
+    {LineKind::TREE, "tree", 0, 1, false},
+    {LineKind::ADD, "add", 1, 1, false},
+    {LineKind::WRITE, "write", 2, 2, false},
+    {LineKind::REMOVE, "remove", 1, 2, false},
+    {LineKind::RESTORE, "restore", 2, 3, false},
+    {LineKind::PUT, "put", 1, 2, false},
+    {LineKind::MADE, "made", 1, 1, false},
+    {LineKind::NOTHING, "void", 0, 0, false},
+    {LineKind::DROP, "drop", 0, 1, false},
+    {LineKind::DROP_TREE, "dropTree", 0, 1, false},
+    {LineKind::RESULT, "result", 1, 0, true},
+    {LineKind::DONE, "done", 0, 0, false},
+};
+
+constexpr char HEAD_WORD[] = "OvJournal";
+constexpr std::uint64_t VERSION = 1;
+constexpr int NANOSECOND_DIGITS = 9;
+constexpr std::uint32_t NANOSECONDS = 1000000000;
+
+// Writes to a buffer of JOURNAL_LINE_SIZE bytes.
+class LineWriter {
+public:
+    explicit LineWriter(char* out) : start_(out), end_(out + JOURNAL_LINE_SIZE - 1), at_(out) {}
+
+    void put(char byte) {
+        if (at_ < end_)
+            *at_++ = byte;
+        else
+            fits_ = false;
+    }
+    void word(const char* text) {
+        for (; *text != '\0'; ++text)
+            put(*text);
+    }
+    void number(std::uint64_t value, int digits = 1) {
+        char reversed[20];
+        int count = 0;
+        for (; value != 0 || count < digits; value /= 10)
+            reversed[count++] = static_cast<char>('0' + value % 10);
+        while (count > 0)
+            put(reversed[--count]);
+    }
+    void signedNumber(std::int64_t value) {
+        if (value < 0) put('-');
+        number(value < 0 ? ~static_cast<std::uint64_t>(value) + 1 : static_cast<std::uint64_t>(value));
+    }
+    void state(const platform::FileState& state) {
+        put(' ');
+        if (!state.exists) {
+            put('-');
+            return;
+        }
+        number(state.size);
+        put(':');
+        signedNumber(state.seconds);
+        put('.');
+        number(state.nanoseconds, NANOSECOND_DIGITS);
+        put(':');
+        number(state.id);
+    }
+    void text(const char* text) {
+        word(" \"");
+        for (; *text != '\0'; ++text) {
+            if (*text == '"')
+                word("%22");
+            else if (*text == '%')
+                word("%25");
+            else if (*text == '\n')
+                word("%0A");
+            else
+                put(*text);
+        }
+        put('"');
+    }
+    std::size_t finish() {
+        put('\n');
+        return fits_ ? static_cast<std::size_t>(at_ - start_) : 0;
+    }
+
+private:
+    char* start_;
+    char* end_;
+    char* at_;
+    bool fits_ = true;
+};
+
+// Takes a line apart from its front. Each step answers false where something else stands.
+class LineParser {
+public:
+    LineParser(const char* text, std::size_t length) : at_(text), end_(text + length) {}
+
+    bool atEnd() const { return at_ == end_; }
+    bool take(char byte) {
+        if (at_ == end_ || *at_ != byte) return false;
+        ++at_;
+        return true;
+    }
+    bool takeWord(const char* word) {
+        const std::size_t length = std::strlen(word);
+        if (static_cast<std::size_t>(end_ - at_) < length || std::memcmp(at_, word, length) != 0)
+            return false;
+        at_ += length;
+        return at_ == end_ || *at_ == ' ';
+    }
+    bool takeNumber(std::uint64_t* value, int* digits = nullptr) {
+        const char* start = at_;
+        for (*value = 0; at_ != end_ && *at_ >= '0' && *at_ <= '9'; ++at_) {
+            const auto digit = static_cast<std::uint64_t>(*at_ - '0');
+            if (*value > (UINT64_MAX - digit) / 10) return false;
+            *value = *value * 10 + digit;
+        }
+        if (digits != nullptr) *digits = static_cast<int>(at_ - start);
+        return at_ != start;
+    }
+    bool takeSigned(std::int64_t* value) {
+        const bool negative = take('-');
+        std::uint64_t number;
+        if (!takeNumber(&number) || number > static_cast<std::uint64_t>(INT64_MAX)) return false;
+        *value = negative ? -static_cast<std::int64_t>(number) : static_cast<std::int64_t>(number);
+        return true;
+    }
+    bool takeState(platform::FileState* state) {
+        *state = platform::FileState();
+        if (!take(' ')) return false;
+        if (take('-')) return true;
+        std::uint64_t nanoseconds;
+        int digits;
+        state->exists = state->isFile = true;
+        if (!takeNumber(&state->size) || !take(':') || !takeSigned(&state->seconds) || !take('.'))
+            return false;
+        if (!takeNumber(&nanoseconds, &digits) || digits != NANOSECOND_DIGITS) return false;
+        static_assert(NANOSECONDS == 1000000000, "nine digits tell a fraction of a second");
+        state->nanoseconds = static_cast<std::uint32_t>(nanoseconds);
+        return take(':') && takeNumber(&state->id);
+    }
+    // `out` has `size` bytes.
+    bool takeText(char* out, std::size_t size) {
+        if (!take(' ') || !take('"')) return false;
+        char* last = out + size - 1;
+        for (; !atEnd() && *at_ != '"'; ++out) {
+            if (out == last || *at_ == '\0') return false;
+            if (*at_ != '%')
+                *out = *at_++;
+            else if (!takeEscape(out))
+                return false;
+        }
+        *out = '\0';
+        return take('"');
+    }
+
+private:
+    bool takeEscape(char* out) {
+        if (end_ - at_ < 3) return false;
+        if (std::memcmp(at_, "%22", 3) == 0)
+            *out = '"';
+        else if (std::memcmp(at_, "%25", 3) == 0)
+            *out = '%';
+        else if (std::memcmp(at_, "%0A", 3) == 0)
+            *out = '\n';
+        else
+            return false;
+        at_ += 3;
+        return true;
+    }
+
+    const char* at_;
+    const char* end_;
+};
+
+bool parseRest(LineParser parser, const LineForm& form, ReadJournalLine* out) {
+    out->line.kind = form.kind;
+    out->line.result = 0;
+    if (form.result) {
+        std::int64_t result;
+        if (!parser.take(' ') || !parser.takeSigned(&result) || result > INT32_MAX || result < -INT32_MAX)
+            return false;
+        out->line.result = static_cast<std::int32_t>(result);
+    }
+    for (int i = 0; i < form.states; ++i)
+        if (!parser.takeState(&out->line.states[i])) return false;
+    for (int i = 0; i < form.texts; ++i) {
+        if (!parser.takeText(out->texts[i], JOURNAL_PATH_SIZE)) return false;
+        out->line.texts[i] = out->texts[i];
+    }
+    return parser.atEnd();
+}
+
+}  // namespace
+
+int textCount(LineKind kind) {
+    return FORMS[static_cast<int>(kind)].texts;
+}
+
+std::size_t formatHead(const JournalHead& head, char* out) {
+    LineWriter writer(out);
+    writer.word(HEAD_WORD);
+    writer.put(' ');
+    writer.number(VERSION);
+    writer.put(' ');
+    writer.number(head.process);
+    writer.text(head.workingDirectory);
+    return writer.finish();
+}
+
+std::size_t formatLine(const JournalLine& line, char* out) {
+    const LineForm& form = FORMS[static_cast<int>(line.kind)];
+    LineWriter writer(out);
+    writer.word(form.word);
+    if (form.result) {
+        writer.put(' ');
+        writer.signedNumber(line.result);
+    }
+    for (int i = 0; i < form.states; ++i)
+        writer.state(line.states[i]);
+    for (int i = 0; i < form.texts; ++i)
+        writer.text(line.texts[i]);
+    return writer.finish();
+}
+
+HeadReading parseHead(const char* text, std::size_t length, JournalHead* out) {
+    LineParser parser(text, length);
+    std::uint64_t version;
+    std::uint64_t process;
+    if (!parser.takeWord(HEAD_WORD) || !parser.take(' ') || !parser.takeNumber(&version))
+        return HeadReading::NO_HEAD;
+    if (version != VERSION) return HeadReading::OTHER_VERSION;
+    if (!parser.take(' ') || !parser.takeNumber(&process) || process > UINT32_MAX)
+        return HeadReading::NO_HEAD;
+    out->process = static_cast<std::uint32_t>(process);
+    if (!parser.takeText(out->workingDirectory, sizeof out->workingDirectory)) return HeadReading::NO_HEAD;
+    return parser.atEnd() ? HeadReading::KNOWN : HeadReading::NO_HEAD;
+}
+
+bool isHeadStart(const char* text, std::size_t length) {
+    const std::size_t word = sizeof HEAD_WORD - 1;
+    return length < JOURNAL_LINE_SIZE && std::memcmp(text, HEAD_WORD, length < word ? length : word) == 0;
+}
+
+bool parseLine(const char* text, std::size_t length, ReadJournalLine* out) {
+    for (const LineForm& form : FORMS) {
+        LineParser parser(text, length);
+        if (parser.takeWord(form.word)) return parseRest(parser, form, out);
+    }
+    return false;
+}
+
+}  // namespace ovpatch

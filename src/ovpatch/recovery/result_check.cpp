@@ -1,0 +1,45 @@
+#include "ovpatch/recovery/result_check.h"
+
+#include <cstring>
+
+#include "fileops/paths.h"
+#include "foundation/bounded.h"
+#include "ini/kx_ini_util.h"
+#include "ovpatch/journal/keeper.h"
+
+namespace ovpatch {
+
+namespace {
+
+constexpr std::int32_t RESULT_PATH_SIZE = 260;
+
+bool isUntouched(const platform::FileState& old, const platform::FileState& now) {
+    return old.exists && old.size == now.size && old.seconds == now.seconds &&
+           old.nanoseconds == now.nanoseconds && old.id == now.id;
+}
+
+bool isWritten(const char* resultFile, const platform::FileState& old, const char* text) {
+    const platform::FileState now = stateOfFile(resultFile);
+    if (!now.isFile || isUntouched(old, now)) return false;
+    KxIniUtil document(resultFile, ';', false);
+    document.setReadOnly();
+    const char* value = document.getValue(nullptr, "result");
+    return value != nullptr && std::strcmp(value, text) == 0;
+}
+
+}  // namespace
+
+bool resultPath(const char* baseDirectory, char* out) {
+    if (CatURIWithFile(out, RESULT_PATH_SIZE, baseDirectory, "OV_Temp\\OvResult.ini") == 0) return true;
+    out[0] = '\0';
+    return false;
+}
+
+bool isResultTold(const char* resultFile, const platform::FileState& old, std::int32_t result) {
+    char text[16];
+    boundedSnprintf(text, sizeof text, "%d", result);
+    // What failed in passing is there at the second try.
+    return isWritten(resultFile, old, text) || isWritten(resultFile, old, text);
+}
+
+}  // namespace ovpatch

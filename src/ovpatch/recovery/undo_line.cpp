@@ -1,0 +1,185 @@
+#include "ovpatch/recovery/undo_line.h"
+
+#include "fileops/dir_listing.h"
+#include "fileops/file_tests.h"
+#include "fileops/wide_path.h"
+#include "foundation/byte_string.h"
+#include "ovpatch/journal/keeper.h"
+#include "ovpatch/log_lines.h"
+
+namespace ovpatch {
+
+namespace {
+
+using platform::FileState;
+
+constexpr std::int64_t COARSEST_TIME = 2;  // seconds; the largest step in which a file system keeps times
+
+// A file system may keep a time in steps of its own.
+bool sameTime(const FileState& left, const FileState& right) {
+    if (left.seconds == right.seconds && left.nanoseconds == right.nanoseconds) return true;
+    const FileState& coarse = left.nanoseconds == 0 ? left : right;
+    const FileState& fine = left.nanoseconds == 0 ? right : left;
+    return coarse.nanoseconds == 0 && fine.seconds >= coarse.seconds &&
+           fine.seconds - coarse.seconds < COARSEST_TIME;
+}
+
+bool same(const FileState& left, const FileState& right) {
+    return left.isFile && right.isFile && left.size == right.size && sameTime(left, right);
+}
+
+bool discardFile(const char* path) {
+    const WidePath wide(path);
+    return wide.fits() && platform::discard(wide.text());
+}
+
+Undone changed(const char* path) {
+    UPDATER_ERROR(9, "recovery: %s was changed since, it stays.", path);
+    return Undone::LEFT;
+}
+
+Undone failed(const char* path) {
+    UPDATER_ERROR(9, "recovery: %s cannot be put back.", path);
+    return Undone::LEFT;
+}
+
+// A file, what it was, what the change made of it, and where it was saved.
+struct Change {
+    const char* copy;
+    const char* file;
+    const FileState* old;
+    const FileState* made;  // null when the change deletes
+    bool anyIsMade;
+};
+
+bool isMade(const Change& change, const FileState& now) {
+    if (change.made == nullptr) return !now.exists;
+    return now.isFile && (change.anyIsMade || same(now, *change.made));
+}
+
+// Two files may be alike in size and time; then only the host's number tells whether the old one is still
+// there.
+bool isOld(const Change& change, const FileState& now, bool copyIsGood) {
+    if (!same(now, *change.old)) return false;
+    const bool alike = change.made != nullptr && (change.anyIsMade || same(now, *change.made));
+    return !alike || !copyIsGood || (now.id != 0 && now.id == change.old->id);
+}
+
+Undone undoNew(const Change& change, const UndoHints& hints) {
+    const FileState now = stateOfFile(change.file);
+    const FileState copy = stateOfFile(change.copy);
+    Undone outcome = Undone::AS_BEFORE;
+    if (now.exists) {
+        if (change.made == nullptr || now.isLink || !isMade(change, now)) return changed(change.file);
+        if (!discardFile(change.file)) return failed(change.file);
+        outcome = Undone::BACK;
+    }
+    const bool ours = copy.isFile && (copy.size == 0 || hints.mayBePart);
+    return !ours || discardFile(change.copy) ? outcome : failed(change.copy);
+}
+
+Undone undoChange(const Change& change, const UndoHints& hints) {
+    if (!change.old->exists) return undoNew(change, hints);
+    const FileState now = stateOfFile(change.file);
+    const FileState copy = stateOfFile(change.copy);
+    const bool copyIsGood = same(copy, *change.old);
+    if (isOld(change, now, copyIsGood)) {
+        const bool ours = copyIsGood || (copy.isFile && (copy.size == 0 || hints.mayBePart));
+        return !ours || discardFile(change.copy) ? Undone::AS_BEFORE : failed(change.copy);
+    }
+    if (!isMade(change, now)) return changed(change.file);
+    const WidePath from(change.copy);
+    const WidePath to(change.file);
+    const bool done = copyIsGood && from.fits() && to.fits() && platform::putBack(from.text(), to.text());
+    return done ? Undone::BACK : failed(change.file);
+}
+
+Undone undoAdd(const JournalLine& line, const UndoHints& hints) {
+    const FileState now = stateOfFile(line.texts[0]);
+    if (!now.exists) return Undone::AS_BEFORE;
+    if (now.isLink || !now.isFile || (!hints.mayBePart && !same(now, line.states[0])))
+        return changed(line.texts[0]);
+    return discardFile(line.texts[0]) ? Undone::BACK : failed(line.texts[0]);
+}
+
+// Gives what was moved over the file its own name again, before the file gets its old content back.
+bool giveNameBack(const JournalLine& line, const UndoHints& hints) {
+    const char* older = line.texts[1];
+    const char* file = line.texts[2];
+    const FileState& moved = line.states[1];
+    const FileState now = stateOfFile(file);
+    const FileState name = stateOfFile(older);
+    const bool isPart = name.isFile && hints.mayBePart && !same(name, moved);
+    if ((name.exists && !isPart) || !same(now, moved)) return true;
+    if (line.states[0].exists && now.id != 0 && now.id == line.states[0].id) return true;
+    const WidePath from(file);
+    const WidePath to(older);
+    if (!from.fits() || !to.fits() || (isPart && !discardFile(older))) return false;
+    return platform::duplicate(from.text(), to.text());
+}
+
+Undone undoRestore(const JournalLine& line, const UndoHints& hints) {
+    if (!giveNameBack(line, hints)) return failed(line.texts[1]);
+    return undoChange({line.texts[0], line.texts[2], &line.states[0], &line.states[1], hints.mayBePart},
+                      hints);
+}
+
+Undone undoPut(const JournalLine& line, const UndoHints& hints) {
+    return undoChange({line.texts[0], line.texts[1], &line.states[0], &hints.made, !hints.made.exists},
+                      hints);
+}
+
+bool isLink(const char* path) {
+    return stateOfFile(path).isLink;
+}
+
+Undone undoDirectory(const char* path) {
+    if (!isDirectory(path) || isLink(path)) return Undone::AS_BEFORE;
+    const WidePath wide(path);
+    if (wide.fits() && RemoveDirectoryW(wide.text()) != FALSE) return Undone::AS_BEFORE;
+    UPDATER_INFO(6, "recovery: directory %s stays.", path);
+    return Undone::AS_BEFORE;
+}
+
+bool removeAll(const ByteString& directory) {
+    DirListing listing((directory + "\\").cStr());
+    bool done = true;
+    while (listing.hasNext()) {
+        const ByteString entry = listing.nextPath();
+        const bool isTree = listing.lastIsDirectory() && !isLink(entry.cStr());
+        done = (isTree ? removeAll(entry) : discardFile(entry.cStr())) && done;
+    }
+    const WidePath wide(directory.cStr());
+    return done && wide.fits() && RemoveDirectoryW(wide.text()) != FALSE;
+}
+
+Undone undoTree(const char* path) {
+    if (!isDirectory(path) || isLink(path) || removeAll(ByteString(path))) return Undone::AS_BEFORE;
+    return failed(path);
+}
+
+}  // namespace
+
+Undone undoLine(const JournalLine& line, const UndoHints& hints) {
+    switch (line.kind) {
+        case LineKind::DIRECTORY:
+            return undoDirectory(line.texts[0]);
+        case LineKind::TREE:
+            return undoTree(line.texts[0]);
+        case LineKind::ADD:
+            return undoAdd(line, hints);
+        case LineKind::WRITE:
+            return undoChange(
+                {line.texts[0], line.texts[1], &line.states[0], &line.states[1], hints.mayBePart}, hints);
+        case LineKind::REMOVE:
+            return undoChange({line.texts[0], line.texts[1], &line.states[0], nullptr, false}, hints);
+        case LineKind::RESTORE:
+            return undoRestore(line, hints);
+        case LineKind::PUT:
+            return undoPut(line, hints);
+        default:
+            return Undone::AS_BEFORE;
+    }
+}
+
+}  // namespace ovpatch

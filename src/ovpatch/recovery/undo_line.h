@@ -1,0 +1,30 @@
+// Undoing one change of a run that was cut off.
+#ifndef OVPATCH_OVPATCH_RECOVERY_UNDO_LINE_H
+#define OVPATCH_OVPATCH_RECOVERY_UNDO_LINE_H
+
+#include "ovpatch/journal/journal_line.h"
+
+namespace ovpatch {
+
+enum class Undone {
+    AS_BEFORE,  // there was nothing to undo, or it leaves no file behind that comes back
+    BACK,       // a file is as it was before
+    LEFT,       // it could not be undone; the log says why
+};
+
+// What is known beside the line.
+struct UndoHints {
+    // What the file of a `put` line was when it had been written; it does not exist when that is not known.
+    platform::FileState made;
+    // The change may have been cut off in the middle: then its file may be a part.
+    bool mayBePart;
+};
+
+// Undoes the line, whose paths lead from here. May be repeated, also after it was cut off anywhere. A file
+// that is neither as it was before the change nor as the change left it is somebody's, and stays with its
+// copies.
+Undone undoLine(const JournalLine& line, const UndoHints& hints);
+
+}  // namespace ovpatch
+
+#endif

@@ -1,0 +1,149 @@
+#include "platform/locked_file.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+
+#include "platform/posix/errors.h"
+#include "platform/posix/host_path.h"
+
+using namespace ovpatch::posix;
+
+namespace {
+
+constexpr int FLAGS = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+
+// False when another holds it. A file system that knows no locks stops nobody.
+bool lock(int descriptor, int operation) {
+    int result;
+    do {
+        result = flock(descriptor, operation);
+    } while (result != 0 && errno == EINTR);
+    return result == 0 || errno != EWOULDBLOCK;
+}
+
+// Whether the name still leads to the open file, as far as can be told: its holder removes it before letting
+// go.
+bool isNamed(int descriptor, const char* path) {
+    struct stat open;
+    struct stat named;
+    if (lstat(path, &named) != 0) return errno != ENOENT;
+    return fstat(descriptor, &open) != 0 || (open.st_dev == named.st_dev && open.st_ino == named.st_ino);
+}
+
+int descriptorOf(std::intptr_t handle) {
+    return static_cast<int>(handle);
+}
+
+}  // namespace
+
+namespace platform {
+
+LockedFile::Outcome LockedFile::create(LPCWSTR devicePath) {
+    HostPath path;
+    if (!path.assign(devicePath)) return Outcome::NOT_OPENED;
+    const int descriptor = open(path.cStr(), FLAGS | O_CREAT | O_EXCL, 0666);
+    if (descriptor < 0) {
+        failFromErrno(path.cStr());
+        return errno == EEXIST ? Outcome::TAKEN : Outcome::NOT_OPENED;
+    }
+    // Another may have found it before it was locked, and taken it away for empty.
+    if (!lock(descriptor, LOCK_EX | LOCK_NB) || !isNamed(descriptor, path.cStr())) {
+        close(descriptor);
+        return Outcome::TAKEN;
+    }
+    handle_ = descriptor;
+    size_ = 0;
+    return Outcome::HELD;
+}
+
+LockedFile::Outcome LockedFile::hold(LPCWSTR devicePath) {
+    HostPath path;
+    if (!path.assign(devicePath)) return Outcome::NOT_OPENED;
+    for (;;) {
+        const int descriptor = open(path.cStr(), FLAGS);
+        if (descriptor < 0) {
+            const int error = errno;
+            failFromErrno(path.cStr());
+            if (error == ENOENT) return Outcome::MISSING;
+            return error == ELOOP || error == EISDIR || error == ENXIO ? Outcome::NO_FILE
+                                                                       : Outcome::NOT_OPENED;
+        }
+        struct stat status;
+        const bool isFile = fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+        if (isFile && lock(descriptor, LOCK_EX) && isNamed(descriptor, path.cStr()) &&
+            fstat(descriptor, &status) == 0) {
+            handle_ = descriptor;
+            size_ = static_cast<std::uint64_t>(status.st_size);
+            return Outcome::HELD;
+        }
+        close(descriptor);
+        if (!isFile) return Outcome::NO_FILE;
+    }
+}
+
+bool LockedFile::append(const char* bytes, std::size_t count) {
+    if (hasTail_) return false;
+    std::uint64_t end = size_;
+    while (count > 0) {
+        const ssize_t written = pwrite(descriptorOf(handle_), bytes, count, static_cast<off_t>(end));
+        if (written < 0 && errno == EINTR) continue;
+        if (written <= 0) {
+            failFromErrno();
+            hasTail_ = end != size_ && !truncate(size_);
+            return false;
+        }
+        bytes += written;
+        count -= static_cast<std::size_t>(written);
+        end += static_cast<std::uint64_t>(written);
+    }
+    size_ = end;
+    return true;
+}
+
+bool LockedFile::read(std::uint64_t offset, char* bytes, std::size_t count) const {
+    while (count > 0) {
+        const ssize_t got = pread(descriptorOf(handle_), bytes, count, static_cast<off_t>(offset));
+        if (got < 0 && errno == EINTR) continue;
+        if (got <= 0) return got == 0 ? fail(ERROR_IO_DEVICE) : failFromErrno();
+        bytes += got;
+        count -= static_cast<std::size_t>(got);
+        offset += static_cast<std::uint64_t>(got);
+    }
+    return true;
+}
+
+bool LockedFile::truncate(std::uint64_t size) {
+    if (ftruncate(descriptorOf(handle_), static_cast<off_t>(size)) != 0) return failFromErrno();
+    size_ = size;
+    return true;
+}
+
+bool LockedFile::flush() {
+    return fdatasync(descriptorOf(handle_)) == 0 || failFromErrno();
+}
+
+bool LockedFile::rename(LPCWSTR devicePath, LPCWSTR newName) {
+    HostPath from;
+    HostPath to;
+    if (!from.assign(devicePath) || !to.assign(newName)) return false;
+    return renameat2(AT_FDCWD, from.cStr(), AT_FDCWD, to.cStr(), RENAME_NOREPLACE) == 0 || failFromErrno();
+}
+
+bool LockedFile::remove(LPCWSTR devicePath) {
+    HostPath path;
+    if (!path.assign(devicePath) || (unlink(path.cStr()) != 0 && !failFromErrno())) return false;
+    release();
+    return true;
+}
+
+void LockedFile::release() {
+    if (handle_ != -1) close(descriptorOf(handle_));
+    handle_ = -1;
+}
+
+}  // namespace platform
