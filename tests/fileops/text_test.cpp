@@ -116,34 +116,33 @@ TEST(Text, Limits) {
     EXPECT_EQ(CatURIWithFile(out, 600, "b", fits.c_str()), 0);
     EXPECT_EQ(out, "b" + fits);
     EXPECT_EQ(joinPath(out, 600, "b", (fits + "f").c_str()), 0);
-    EXPECT_EQ(CatURIWithFile(out, 600, nullptr, nullptr) + joinPath(out, 600, nullptr, nullptr) +
-                  static_cast<int>(replaceChar(nullptr, 'a', 'b')),
-              0);
+    EXPECT_EQ(CatURIWithFile(out, 600, nullptr, nullptr) + joinPath(out, 600, nullptr, nullptr), 0);
+    EXPECT_EQ(replaceChar(nullptr, 'a', 'b'), 0U);
 }
 
 // More names than the first size of the table holds, forgotten one by one.
 TEST(NameIndex, KnowsWhatADirectoryHeldAndWhatHasGone) {
     const TempTree tree;
+    NameIndex index;
     for (int i = 0; i < 100; ++i)
         tree.write("a/Name" + std::to_string(i * i));
     tree.write("b/x");
-    const auto path = [&](const std::string& name) { return tree.path("\\a\\" + name); };
-    NameIndex index;
-    index.forget(path("Name0").c_str());
-    EXPECT_FALSE(index.knowsMissing(path("none").c_str()));
+    const auto canMatch = [&](const std::string& name) { return index.canMatch(tree.path(name).c_str()); };
+    const auto missing = [&](const std::string& name) { return index.knowsMissing(tree.path(name).c_str()); };
+    const auto forget = [&](const std::string& name) { index.forget(tree.path(name).c_str()); };
+    forget("\\a\\Name0");
+    EXPECT_FALSE(missing("\\a\\none"));
     for (int i = 0; i < 100; ++i) {
         const std::string number = std::to_string(i * i);
-        EXPECT_TRUE(index.canMatch(path("nAME" + number).c_str()) &&
-                    !index.knowsMissing(path("name" + number).c_str()));
-        index.forget(path("name" + number).c_str());
-        index.forget(tree.path("\\b\\Name" + number).c_str());
-        EXPECT_TRUE(index.canMatch(path("name" + number).c_str()));
-        index.forget(path("Name" + number).c_str());
-        EXPECT_TRUE(!index.canMatch(path("name" + number).c_str()) &&
-                    index.knowsMissing(path("Name" + number).c_str()));
+        EXPECT_TRUE(canMatch("\\a\\nAME" + number) && !missing("\\a\\name" + number));
+        forget("\\a\\name" + number);
+        forget("\\b\\Name" + number);
+        EXPECT_TRUE(canMatch("\\a\\name" + number));
+        forget("\\a\\Name" + number);
+        EXPECT_TRUE(!canMatch("\\a\\name" + number) && missing("\\a\\Name" + number));
     }
-    EXPECT_TRUE(index.canMatch(tree.path("\\b\\X").c_str()) && !index.knowsMissing(path("Name0").c_str()));
-    EXPECT_TRUE(!index.canMatch(tree.path("\\none\\X").c_str()) && index.canMatch(path("Name0").c_str()));
+    EXPECT_TRUE(canMatch("\\b\\X") && !missing("\\a\\Name0"));
+    EXPECT_TRUE(!canMatch("\\none\\X") && canMatch("\\a\\Name0"));
 }
 
 }  // namespace

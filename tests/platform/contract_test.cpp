@@ -150,7 +150,7 @@ TEST(Contract, LibrariesAreLoadedAndTheirOwnEntriesFound) {
     fs::resize_file(tree.root / "cut.so", fs::file_size(tree.root / "cut.so") / 3);
     EXPECT_EQ(entriesOf(tree.path("\\cut.so")), "193");
     EXPECT_EQ(entriesOf(tree.path("\\missing.so")) + entriesOf("no_such_library.so"), "126126");
-    EXPECT_EQ(entriesOf(""), ON_WINDOWS ? entriesOf("") : "126");
+    EXPECT_TRUE(ON_WINDOWS || entriesOf("") == "126");
     EXPECT_TRUE(GetProcAddressW(nullptr, TEXT("strtol")) == nullptr &&
                 GetLastError() == ERROR_INVALID_HANDLE);
     fs::remove(fs::path(TEST_LIBRARY_DIRECTORY) / beside);
