@@ -94,7 +94,7 @@ TEST(Text, Outcomes) {
         join %2F y -> \y \y
         cp 932; join a%83\ y -> a%83\\y a%83\y
         cp 932; join http://%83\\ y -> http://%83\/y http://%83\\y
-        match *,a*,*a,?,a,A,**,*a*,?* a -> yes
+        match *,a*,*a,?,a,A,**,*a*,?* a / match z Z -> yes
         match *.TXT a.txt / match a?c abc / match a*b*c aXbYbZc,abc,abbcbc / match * - / match *ab aab -> yes
         match -,b,??,a?,?a,*b,a*a a / match a?c ac / match ? - / match a*b*c abcb,acb / match a - / match a b -> no
         match *.txt a.txtx / match %C4 %E4 / match @ ` / match [ { / match z{ Z[ -> no

@@ -111,6 +111,7 @@ std::string step(const TempTree& tree, const Words& words) {
     setLookFailureListener(hear);
     const std::string path = tree.path(words.at(1));
     if (words[0] == "put") return tree.write(words[1], words.size() > 2 ? words[2] : ""), "";
+    if (words[0] == "cp") return setCodePage(static_cast<std::uint32_t>(std::stoul(words[1]))), "";
     if (words[0] == "link") return fs::create_symlink(words[2], tree.root / words[1]), "";
     if (words[0] == "seal") return fs::permissions(tree.root / words[1], fs::perms::owner_read), "";
     if (words[0] == "list") return listed(path, tree.path("").size());
@@ -252,6 +253,18 @@ TEST(Walks, LinksCaseVariantsAndPathsThatDoNotFit) {
         put HALF/HALFd/; put HALF/d%2A/; list \HALF -> \HALF\d* \HALF\HALF \HALF\HALFd end
     )";
     play(std::regex_replace(rows, std::regex("HALF"), std::string(130, 'p')), step);
+    // Here the device and we divide a path at different places.
+    if (std::getenv("OVPATCH_ANSI_CODE_PAGE") == nullptr)
+        play(R"(cp 932; put x%83/a 1; put y%83/
+            unlink,tree \x%83\a -> 0
+            unlink \y%83\ -> 0 r0\y%83\ r1\y%83\ -y%83/)",
+             step);
+    setCodePage(0);
+    const TempTree tree;
+    const std::string name(258 - tree.path("").size(), 'n');
+    tree.write(name);
+    tree.write(name + "n");
+    EXPECT_TRUE(pathExists(tree.path("\\" + name).c_str()) && !pathExists(tree.path("\\n" + name).c_str()));
 }
 #endif
 
