@@ -107,7 +107,7 @@ TEST(Posix, OutcomesOnPermissionsAndNames) {
         name file new; copy other file; open new r -> old
         name missing new -> 2
         name file missing/new -> 3
-        name list,pipe new / hard two file; name file new / chmod file 4644; name file new -> 50
+        name list,pipe,sealed new / hard two file; name file new / chmod file 4644; name file new -> 50
         name file other,list -> 80
         name a* new / name file a* -> 123
 
