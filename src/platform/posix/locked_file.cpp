@@ -58,6 +58,7 @@ LockedFile::Outcome LockedFile::create(LPCWSTR devicePath) {
     }
     handle_ = descriptor;
     size_ = 0;
+    hasTail_ = false;
     return Outcome::HELD;
 }
 
@@ -79,6 +80,7 @@ LockedFile::Outcome LockedFile::hold(LPCWSTR devicePath) {
             fstat(descriptor, &status) == 0) {
             handle_ = descriptor;
             size_ = static_cast<std::uint64_t>(status.st_size);
+            hasTail_ = false;
             return Outcome::HELD;
         }
         close(descriptor);

@@ -9,11 +9,11 @@ bool platform::isLink(LPCWSTR path, bool* link) {
     return true;
 }
 
-bool platform::moveFileOver(LPCWSTR, LPCWSTR) {
+bool platform::moveFileOver(LPCWSTR, LPCWSTR, const FileState*) {
     return false;
 }
 
-bool platform::giveSecondName(LPCWSTR, LPCWSTR) {
+bool platform::giveSecondName(LPCWSTR, LPCWSTR, const FileState*) {
     SetLastError(ERROR_NOT_SUPPORTED);
     return false;
 }
