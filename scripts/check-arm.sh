@@ -16,6 +16,7 @@ quietly() {
 }
 TMPDIR=$(mktemp -d "$([ -w /dev/shm ] && echo /dev/shm || echo /tmp)/ovpatch.XXXXXX")
 export TMPDIR
+chmod 755 "$TMPDIR"  # some tests act as another user
 trap 'rm -rf "$TMPDIR"' EXIT
 
 # story <preset> <emulator>...: plays the demonstration with the program of that preset; a starter in the program's place
