@@ -42,20 +42,20 @@ quietly cmake --preset release -DBUILD_TESTING=OFF
 quietly cmake --build --preset release -j "$jobs" --target OvPatch pinned_agent
 story release
 
-# check <preset> <what> <emulator>...
+# check <preset> <what> <tests to leave out> <emulator>...
 check() {
-  local preset=$1 what=$2
-  shift 2
+  local preset=$1 what=$2 without=$3
+  shift 3
   echo "== Build: $what"
   quietly cmake --preset "$preset" -DBUILD_TESTING=ON
   quietly cmake --build --preset "$preset" -j "$jobs"
   echo "== Tests: $what"
-  local emulated=()
-  # Under an emulator a program cannot start itself, nor list the root of this machine instead of its own.
-  if [ $# -gt 0 ]; then emulated=(-LE scenario -E 'DeathTest|PosixEntry|InTheRootForRootedOnes|OnADoubleByte'); fi
-  ctest --test-dir "build/$preset" -j "$jobs" --output-on-failure --progress --no-tests=error "${emulated[@]}"
+  ctest --test-dir "build/$preset" -j "$jobs" --output-on-failure --progress --no-tests=error -E "$without"
   story "$preset" "$@"
 }
-check arm "32-bit ARM" qemu-arm -L /usr/arm-linux-gnueabihf
-check i686 "32-bit x86"
-check s390x "s390x, high byte first" qemu-s390x -L /usr/s390x-linux-gnu
+# Under an emulator a program cannot start another one of its kind, nor list this machine's root directory.
+alone='DeathTest|Arguments|InTheRootForRootedOnes'
+check i686 "32-bit x86" '^$'
+check arm "32-bit ARM" "$alone|runs_damage" qemu-arm -L /usr/arm-linux-gnueabihf
+# Of whole runs the word for word ones are enough here: what the others do besides is the same on all processors.
+check s390x "s390x, high byte first" "$alone|runs_(damage|updates|rollbacks)" qemu-s390x -L /usr/s390x-linux-gnu
