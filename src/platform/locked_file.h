@@ -36,8 +36,8 @@ public:
     // Bytes that the file holds.
     std::uint64_t size() const { return size_; }
 
-    // Appends all of `bytes` in one step of the host, or none: after a failure the file ends where it did, or,
-    // where not even that can be had, nothing is appended any more.
+    // Appends all of `bytes` in one step of the host, or none: after a failure the file ends where it did,
+    // or, where not even that can be had, nothing is appended any more.
     bool append(const char* bytes, std::size_t count);
 
     // Reads exactly `count` bytes from `offset` on.
