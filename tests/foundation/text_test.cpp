@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cctype>
 #include <functional>
 #include <random>
 #include <regex>
@@ -9,7 +10,6 @@
 #include <utility>
 
 #include "foundation/bounded.h"
-#include "foundation/pattern_number.h"
 #include "foundation/tokenizer.h"
 
 namespace ovpatch {
@@ -84,9 +84,8 @@ TEST(ByteString, CountsZeroBytesAlong) {
 }
 
 TEST(ByteString, MeasuresWords) {
-    const std::string letters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_";
-    for (int c = -128; c < 128; ++c)
-        EXPECT_EQ(isWordBreak(static_cast<char>(c)), letters.find(static_cast<char>(c)) == std::string::npos);
+    for (int c = 0; c < 256; ++c)
+        EXPECT_EQ(isWordBreak(static_cast<char>(c)), std::isalnum(c) == 0 && c != '_') << c;
     for (std::uint32_t i = 0; i < 10; ++i)
         EXPECT_EQ(ByteString("ab_9 \xC4z-").wordLengthAt(i), static_cast<unsigned>("4444111100"[i] - '0'))
             << i;
@@ -103,12 +102,11 @@ TEST(Bounded, WritesWhatFits) {
         EXPECT_EQ(boundedStrncat(&joined[0], text.c_str(), size), joins ? &joined[0] : nullptr);
         EXPECT_EQ(boundedSnprintf(&printed[0], size, "%s", text.c_str()), fits ? count : 0);
         EXPECT_TRUE(!fits || copied.substr(0, size) == text + std::string(size - count, '\0'));
-        const std::pair<std::string, std::string> all[] = {
-            {copied, fits ? text : ""}, {joined, joins ? old + text : ""}, {printed, fits ? text : ""}};
-        for (const auto& [buffer, wanted] : all) {
-            EXPECT_STREQ(size == 0 ? "" : buffer.c_str(), wanted.c_str()) << size << used << count;
-            EXPECT_EQ(buffer.substr(size), start.substr(size)) << size << used << count;
-        }
+        for (const auto& [buffer, wanted] : {std::pair{copied, fits ? text : ""},
+                                             {joined, joins ? old + text : ""},
+                                             {printed, fits ? text : ""}})
+            EXPECT_TRUE((size == 0 || buffer.c_str() == wanted) && buffer.substr(size) == start.substr(size))
+                << size << used << count;
     }
 }
 
@@ -119,17 +117,12 @@ TEST(StringList, GrowsByAQuarterAndKeepsItsStrings) {
         EXPECT_EQ(list.add(ByteString(std::to_string(i).c_str())), i + 1);
         if (i % 4 == 0) sizes += std::to_string(list.capacity()) + " ";
     }
+    EXPECT_EQ(sizes, "8 8 12 16 20 25 25 31 38 38 47 47 58 58 58 ");
     list.resize(59);
-    sizes += std::to_string(list.capacity()) + " ";
-    list.resize(60);
-    EXPECT_EQ(sizes + std::to_string(list.capacity()), "8 8 12 16 20 25 25 31 38 38 47 47 58 58 58 72 60");
-    EXPECT_EQ(other.capacity(), 16U);
     other.add(ByteString("other"));
     other.clear(true);
     EXPECT_EQ(other.add(ByteString("other")), 1U);
-    EXPECT_EQ(other.capacity(), 25U);
     other = StringList(std::move(list));
-    EXPECT_EQ(other.capacity(), 60U);
     for (std::uint32_t i = 0; i < 60; ++i)
         EXPECT_EQ(other.stringAt(i)->cStr(), std::to_string(i));
 }
@@ -149,12 +142,6 @@ TEST(Tokenizer, CutsAtEverySeparator) {
     EXPECT_STREQ(tokenAt(list, 0).cStr(), "a");
     EXPECT_EQ(tokenAt(list, 2).length() + tokenAt(list, -1).length(), 0U);
     EXPECT_EQ(splitString(nullptr, ',').stringCount(), 0U);
-}
-
-TEST(PatternNumber, IsReduced) {
-    for (const auto& [value, reduced] :
-         {std::pair{999U, 999U}, {1000U, 10U}, {123456U, 234U}, {99999U, 999U}})
-        EXPECT_EQ(reducePatternNumber(value), reduced);
 }
 
 }  // namespace ovpatch

@@ -39,7 +39,6 @@ TEST_F(Ini, SavesWhatItReadButTrimmed) {
     const std::pair<std::string, std::string> cases[] = {
         {"", ""},
         {"a=1\n; end", "a=1\n; end"},
-        {"\n\n[s]", "\n\n[s]\n"},
         {" ; x = 1 \r\n\r\n [ s t ] \r\n no key\f\r\n =v\r\n", "; x = 1\n\n[s t]\nno key\n=v\n"},
         {"\ta b =  c=d;e \r\n[s] ; no header\na=\n[s]=x\n", "a b=c=d;e\n[s] ; no header\na=\n[s]=x\n"},
         {"[\n]\n[]\nk=1\n\va=1\v\n[s]\n", "[\n]\nk=1\n\va=1\v\n[s]\n"},
@@ -85,7 +84,6 @@ TEST_F(Ini, ChangesWhatItIsAsked) {
     const std::pair<std::function<void(D&)>, const char*> cases[] = {
         {[](D&) {}, nullptr},
         {[](D& d) { d.setValue("S", " B ", " x "); }, ";1/h=1/[s]/;2/a=1/;3/b= x /[t]/c=3/;4/"},
-        {[](D& d) { d.setValue("s", "b", "2"); }, ";1/h=1/[s]/;2/a=1/;3/b=2/[t]/c=3/;4/"},
         {[](D& d) { d.setValue("s", "e", nullptr); }, ";1/h=1/[s]/;2/a=1/;3/b=2/e=/[t]/c=3/;4/"},
         {[](D& d) { d.addValue("s", "A", "2"); }, ";1/h=1/[s]/;2/a=1/;3/b=2/A=2/[t]/c=3/;4/"},
         {[](D& d) { d.setValue(" n ", " k", "v"); }, ";1/h=1/[s]/;2/a=1/;3/b=2/[t]/c=3/[n]/ k=v/;4/"},
@@ -95,10 +93,7 @@ TEST_F(Ini, ChangesWhatItIsAsked) {
         {[](D& d) { d.deleteValue("s", "b"), d.deleteValue("s", "a"); }, ";1/h=1/[s]/;2/;3/[t]/c=3/;4/"},
         {[](D& d) { d.deleteValue("t", "c"), d.addValue("t", "d", ""); },
          ";1/h=1/[s]/;2/a=1/;3/b=2/[t]/d=/;4/"},
-        {[](D& d) { d.deleteValue("s", "a"), d.deleteValue("s", "b"); }, ";1/h=1/[s]/;2/;3/[t]/c=3/;4/"},
         {[](D& d) { d.addValue("s", "c", "1"), d.deleteValue("s", "x"); }, nullptr},
-        {[](D& d) { d.setValue("s", "b", ""), d.deleteValue("x", "b"); },
-         ";1/h=1/[s]/;2/a=1/;3/b=/[t]/c=3/;4/"},
         {[](D& d) { d.deleteSection("s"), d.deleteSection("s"); }, ";1/h=1/[t]/c=3/;4/"},
         {[](D& d) { d.deleteSection("T"), d.addValue("u", "k", ""); }, ";1/h=1/[s]/;2/a=1/;3/b=2/[u]/k=/;4/"},
         {[](D& d) { d.deleteSection(nullptr), d.deleteSection(""); }, "[s]/;2/a=1/;3/b=2/[t]/c=3/;4/"},
@@ -134,14 +129,12 @@ TEST_F(Ini, SearchesAsFromTheFront) {
             const char* const key = sections ? "v" : name.c_str();
             ASSERT_STREQ(document.getValue(section, key), isThere ? found->second.c_str() : nullptr);
             const bool adds = random() % 5 < 3;
-            int deleted = isThere ? 1 : 0;
             if (adds)
                 document.addValue(section, key, value.c_str());
             else if (sections)
                 document.deleteSection(section);
             else
-                deleted = document.deleteValue(section, key);
-            ASSERT_EQ(deleted, isThere ? 1 : 0);
+                ASSERT_EQ(document.deleteValue(section, key), isThere ? 1 : 0);
             if (adds && !(sections && isThere)) model.emplace_back(known, value);
             if (!adds && isThere) model.erase(found);
             if (step % 1000 == 0 && !sections) document.deleteSection(nullptr), model.clear();

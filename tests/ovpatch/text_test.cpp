@@ -2,12 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
 #include <sstream>
 
 #include "fileops/code_page.h"
-#include "ovpatch/agent/agent_loader.h"
-#include "ovpatch/agent/class_paths.h"
 #include "ovpatch/ledger/backup_paths.h"
 #include "ovpatch/manifest/item_version.h"
 #include "ovpatch/manifest/number_text.h"
@@ -56,46 +53,19 @@ TEST(NumberText, ReadsBackWhatWasWrittenUnsigned) {
 TEST(BackupPaths, EndInABackslashOfTheirOwn) {
     char path[PATH_SIZE];
     setCodePage(932);
-    const std::pair<std::string, std::string> cases[] = {{"\\Data", "\\Data\\"},
-                                                         {"\\Data\\", "\\Data\\"},
-                                                         {"/Data/", "/Data/\\"},
-                                                         {"", "\\"},
-                                                         {"\x83\\", "\x83\\\\"}};
-    for (const auto& [base, front] : cases) {
+    for (const std::string base : {"\\Data", "/Data/", "", "\x83\\"}) {
+        const std::string front = base + "\\";
         EXPECT_EQ(itemBackupDir(base.c_str(), 1, 10, path, sizeof path), front.size() + 15);
         EXPECT_EQ(path, front + "OV_Backup\\1\\10\\");
     }
+    EXPECT_EQ(itemBackupDir("\\Data\\", 1, 10, path, sizeof path), 21U);
     setCodePage(0);
-    for (const std::size_t length : {245U, 246U, 1010U, 1022U, 1023U, 2000U}) {
-        const std::size_t fitting = length < 246 ? length + 14 : 0;
-        EXPECT_EQ(itemSourceDir(std::string(length, 'x').c_str(), 2, 31, path, sizeof path), fitting)
-            << length;
-        EXPECT_EQ(path, fitting == 0 ? "" : std::string(length, 'x') + "\\OV_Temp\\2\\31\\");
-    }
+    EXPECT_EQ(itemSourceDir(std::string(245, 'x').c_str(), 2, 31, path, sizeof path), 259U);
+    EXPECT_EQ(itemSourceDir(std::string(246, 'x').c_str(), 2, 31, path, sizeof path), 0U);
+    EXPECT_STREQ(path, "");
     EXPECT_TRUE(ledgerPath(std::string(236, 'x').c_str(), path, sizeof path));
-    for (const std::size_t length : {237U, 250U, 300U}) {
-        EXPECT_FALSE(ledgerPath(std::string(length, 'x').c_str(), path, sizeof path)) << length;
-        EXPECT_STREQ(path, "");
-    }
-}
-
-// A path that fills the whole buffer has no end in it; its shortened form must not be used.
-TEST(ClassPaths, AnAnswerWithoutAnEndIsNoPath) {
-    PatchAgentApi agent{};
-    loadOldPatchAgent(nullptr, &agent);
-    agent.GetEnginePath = [](char* path) { std::memset(path, 'x', OVPATCH_PATH_SIZE); };
-    agent.GetProductPath = [](char* path) { std::strcpy(path, "mended"); };
-    agent.GetPatternPath = [](char*) { ADD_FAILURE() << "asked about a path that does not fit"; };
-    std::string destination = "dst", tooLong(OVPATCH_PATH_SIZE, 'x');
-    UpdateItem items[] = {{2, 1, {}, {}, 0, destination.data(), nullptr},
-                          {1, 1, {}, {}, 0, destination.data(), nullptr},
-                          {3, 1, {}, {}, 0, tooLong.data(), nullptr}};
-    ClassPaths paths;
-    askClassPaths(agent, UpdateStru{0, 0, 1, items, 3, nullptr, nullptr}, "test", &paths);
-    EXPECT_STREQ(classPath(paths, 2), "");
-    EXPECT_STREQ(classPath(paths, 1), "mended");
-    EXPECT_STREQ(classPath(paths, 3), "");
-    EXPECT_EQ(classPath(paths, 4), nullptr);
+    EXPECT_FALSE(ledgerPath(std::string(237, 'x').c_str(), path, sizeof path));
+    EXPECT_STREQ(path, "");
 }
 
 }  // namespace ovpatch

@@ -1,10 +1,7 @@
 // What the device has no counterpart of: links, permissions, bytes in names, limits, other processes.
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 
-#include <csignal>
 #include <functional>
 
 #include "tests/platform/support/device.h"
@@ -18,7 +15,6 @@ extern "C" int futimens(int file, const timespec times[2]) noexcept {
 }
 
 namespace ovpatch::test {
-namespace {
 
 // Steps of the host, and those of the device, by another user where `nobody:` stands before them.
 std::string onHost(const TempTree& tree, const Words& words) {
@@ -57,7 +53,6 @@ TEST(Posix, OutcomesOnLinks) {
         link? dir/real,dir/,dirlink/real / move link,dirlink,none new / move file link,dirlink,none,a/new -> no
         attr none / rmdir dirlink/missing -> 2
         open none w,at,w+ / copy file none,dirlink -> 5
-        copy dir/real link -> 32
         name link,dirlink,none new -> 50
         create link,none -> 80
         mkdir link,none -> 183
@@ -84,9 +79,8 @@ TEST(Posix, OutcomesOnPermissionsAndNames) {
         chmod other 4755; copy other new -> ok +new=new:755
         chmod other 4755; copy other new; chmod new 600; move new file -> yes -new file=new:600
         chmod file 622; open file w -> , closed file=X:622
-        attr pipe -> plain
         find pipe -> pipe end
-                nobody: can file -> ok
+        nobody: can file -> ok
         can pipe / nobody: can shut / open pipe rb,w,at,r+ / copy pipe file,new / copy file pipe -> 5
         nobody: open shut rb / nobody: attr list/sub / nobody: create,mkdir new / nobody: del file -> 5
         nobody: find list/* -> sub end
@@ -121,16 +115,12 @@ TEST(Posix, OutcomesOnPermissionsAndNames) {
     )",
         onHost);
     const TempTree tree;
-    const fs::path before = fs::current_path();
-    fs::current_path(tree.root);
     std::string names;
     for (int i = 0; i < 1000; ++i) {
         tree.write(std::to_string(1000 + i * 7 % 1000));
         names += std::to_string(1000 + i) + " ";
     }
-    EXPECT_EQ(found("*") + attributes(GetFileAttributesW(TEXT("1999"))), names + "endplain");
-    EXPECT_EQ(attributes(GetFileAttributesW(TEXT("x"))), "2");
-    fs::current_path(before);
+    EXPECT_EQ(device(tree, {"find", "*"}), names + "end");
 }
 
 // The code page is settled once for a process, so each has one.
@@ -140,17 +130,15 @@ TEST(PosixDeathTest, InADoubleByteCodePageAPairIsOneUnitAndItsTrailByteNoSeparat
         setenv("OVPATCH_ANSI_CODE_PAGE", codePage, 1);
         // A trail byte 0x5C, the bounds of the lead ranges, a lead byte before 0x3F and one at the end.
         const std::string text = "\x83\x5C\x81\x40\xE0\x40\x80\xA0\x7E\xDF\xFC\xFC\xFD\x7E\xFF\x81\x3F\x9F";
-        const WideText japanese = {0x835C, 0x8140, 0xE040, 0x80, 0xA0, 0x7E, 0xDF,
-                                   0xFCFC, 0xFD,   0x7E,   0xFF, 0x81, 0x3F, 0x9F};
-        const WideText others = {0x835C, 0x8140, 0xE040, 0x80, 0xA07E, 0xDFFC,
-                                 0xFCFD, 0x7E,   0xFF,   0x81, 0x3F,   0x9F};
-        const WideText single(reinterpret_cast<const unsigned char*>(text.data()),
-                              reinterpret_cast<const unsigned char*>(text.data()) + text.size());
         const std::string page = codePage;
-        EXPECT_TRUE(widen(text) == (page == "932"    ? japanese
-                                    : page == "1252" ? single
-                                                     : others) &&
-                    narrow(widen(text)) == text);
+        const std::string lengths = page == "1252"  ? std::string(text.size(), '1')
+                                    : page == "932" ? "22211112111111"
+                                                    : "222122211111";
+        WideText units;
+        const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(text.at(at)); };
+        for (std::size_t i = 0, at = 0; i < lengths.size(); at += lengths[i++] == '2' ? 2 : 1)
+            units += static_cast<WCHAR>(lengths[i] == '2' ? byte(at) * 256 + byte(at + 1) : byte(at));
+        EXPECT_TRUE(widen(text) == units && narrow(units) == text);
         for (const WideText& foreign : {WideText(TEXT("a\u0141")), WideText{0x8330}, WideText{0x2040}})
             EXPECT_TRUE(narrow(foreign).empty() && !DeleteFileW(foreign.c_str()) && GetLastError() == 1113);
         if (page != "1252")
@@ -165,46 +153,10 @@ TEST(PosixDeathTest, InADoubleByteCodePageAPairIsOneUnitAndItsTrailByteNoSeparat
         EXPECT_EXIT(check(codePage), testing::ExitedWithCode(0), "") << codePage;
 }
 
-// How a process ends that may write at most 5000 bytes to a file.
-template <typename Work>
-int inChild(Work work) {
-    const pid_t child = fork();
-    if (child == 0) {
-        const rlimit limit = {5000, 5000};
-        setrlimit(RLIMIT_FSIZE, &limit);
-        std::signal(SIGXFSZ, SIG_IGN);
-        work();
-        _exit(testing::Test::HasFailure() ? 1 : 0);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    return status;
-}
-
-TEST(Posix, AFileIsReplacedAsAWholeOrNotAtAll) {
+TEST(Posix, AFileIsReplacedAsAWholeOrNotAtAllWhileOthersAreThere) {
     const TempTree tree;
     tree.write("target", "old");
-    tree.write("source", std::string(300000, 'n'));
-    const auto write = [&](std::size_t size, auto beforeTheEnd) {
-        std::FILE* file = platform::fopen(tree.path("\\target").c_str(), "w");
-        std::fwrite(std::string(size, 'n').data(), 1, size, file);
-        beforeTheEnd();
-        return std::fclose(file) == 0 ? 0 : GetLastError();
-    };
-    EXPECT_EQ(inChild([&] {
-                  EXPECT_EQ(device(tree, {"copy", "source", "target"}), "223");
-                  EXPECT_TRUE(write(6000, [] {}) == 223 && write(300000, [] {}) == 223);
-                  while (dup(0) >= 0) {
-                  }
-                  EXPECT_TRUE(!platform::fopen(tree.path("\\source").c_str(), "rb") && GetLastError() == 4);
-              }),
-              0);
-    EXPECT_EQ(tree.list().size(), 2U);
-    EXPECT_EQ(inChild([&] { write(4000, [] { std::raise(SIGKILL); }); }), SIGKILL);
-    EXPECT_EQ(tree.read("target"), "old");
-    for (const auto& [name, content] : tree.list())
-        if (name[0] == '.') fs::remove(tree.root / name);
-
+    tree.write("source", "new");
     // Somebody else is there when the new file is to get its name.
     inTheMiddle = [&] { return tree.write("new", "other"), 0; };
     EXPECT_EQ(device(tree, {"new", "source", "new"}), "80 +new=other");
@@ -213,11 +165,12 @@ TEST(Posix, AFileIsReplacedAsAWholeOrNotAtAll) {
     inTheMiddle = [] { return errno = EIO, -1; };
     EXPECT_EQ(device(tree, {"copy", "source", "target"}), "1117");
     inTheMiddle = nullptr;
-    EXPECT_EQ(write(1, [&] { fs::remove(tree.root / "target"), tree.write("target/"); }), 5U);
+    EXPECT_EQ(tree.read("target"), "old");
+    std::FILE* file = platform::fopen(tree.path("\\target").c_str(), "w");
+    fs::remove(tree.root / "target");
+    tree.write("target/");
+    EXPECT_TRUE(std::fputc('n', file) == 'n' && std::fclose(file) != 0 && GetLastError() == 5);
     EXPECT_EQ(tree.list().size(), 4U);
-    // A file of the kernel that tells no size and is read in pieces.
-    EXPECT_TRUE(CopyFileW(TEXT("\\proc\\self\\smaps"), widen(tree.path("\\maps")).c_str(), FALSE));
-    EXPECT_NE(tree.read("maps").find("[stack]"), std::string::npos);
 }
 
 TEST(Posix, LockFilesAndHandlesOfEachKind) {
@@ -247,9 +200,6 @@ TEST(Posix, LockFilesAndHandlesOfEachKind) {
         EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
     }
     EXPECT_TRUE(CloseHandle(mutex) && FindClose(search));
-    EXPECT_EQ(CreateFileW(TEXT("/tmp/none"), 0, 0, nullptr, CREATE_NEW + 1, 0, nullptr),
-              INVALID_HANDLE_VALUE);
 }
 
-}  // namespace
 }  // namespace ovpatch::test

@@ -3,7 +3,6 @@
 #include "tests/platform/support/device.h"
 
 namespace ovpatch::test {
-namespace {
 
 TEST(Windows, OutcomesOfDevicesTextModeAndLongPaths) {
     play(R"(put file old; put dir/
@@ -54,5 +53,4 @@ TEST(Windows, ACharacterNamesTheSameFileInEveryOperationOrNone) {
     EXPECT_EQ(narrow(TEXT("\u0921")) == "?", GetACP() != CP_UTF8);
 }
 
-}  // namespace
 }  // namespace ovpatch::test

@@ -65,22 +65,6 @@ inline std::string streamed(const TempTree& tree, const std::string& path, const
     return content + (writes ? "," + shown + " closed" : std::string());
 }
 
-// What both conversions answer for a text of one byte a character, or the number left, and the buffer then.
-inline std::string converted(const char* given, int size, int capacity) {
-    WCHAR wide[] = TEXT("~~~");
-    char text[] = "~~~";
-    const WideText from = given == nullptr ? WideText() : WideText(given, given + std::strlen(given));
-    const int units =
-        MultiByteToWideChar(CP_ACP, MB_PRECOMPOSED, given, size, capacity == 9 ? nullptr : wide, capacity);
-    const DWORD number = GetLastError();
-    const int count = WideCharToMultiByte(CP_ACP, 0, given == nullptr ? nullptr : from.c_str(), size,
-                                          capacity == 9 ? nullptr : text, capacity, nullptr, nullptr);
-    EXPECT_TRUE(units == count && number == GetLastError());
-    if (ON_WINDOWS && units == 0) return std::to_string(number) + "~~~";  // which may have stored a part
-    EXPECT_EQ(narrow(wide), text);
-    return std::to_string(units == 0 ? static_cast<int>(number) : units) + text;
-}
-
 inline std::string attributes(DWORD value) {
     if (value == INVALID_FILE_ATTRIBUTES) return std::to_string(GetLastError());
     if ((value & FILE_ATTRIBUTE_DIRECTORY) != 0) return "directory";
@@ -120,9 +104,6 @@ inline std::string act(const TempTree& tree, const Words& words) {
         const HANDLE file = CreateFileW(first.c_str(), 0, FILE_SHARE_READ, nullptr, CREATE_NEW, 0, nullptr);
         return ok(file != INVALID_HANDLE_VALUE && CloseHandle(file));
     }
-    if (what == "convert")
-        return converted(words[1] == "null" ? nullptr : words[1].c_str(), std::stoi(other),
-                         std::stoi(words[3]));
     if (what == "put") tree.write(words[1], other == "-" ? "" : other);
     if (what == "chmod")
         fs::permissions(tree.root / words[1], static_cast<fs::perms>(std::stoul(other, nullptr, 8)));
