@@ -154,18 +154,17 @@ TEST(Contract, LibrariesAreLoadedAndTheirOwnEntriesFound) {
 // A thread owns a mutex on one host, a handle on the other.
 TEST(Contract, AMutexIsTakenReleasedAndLeftByItsOwner) {
     const std::string name = "ovpatch-test-" + TempTree().root.filename().string();
-    const auto make = [](const std::string& text, BOOL take, DWORD error) {
+    const auto make = [&](DWORD error) {
         SetLastError(77);
-        const HANDLE mutex = CreateMutexW(nullptr, take, widen(text).c_str());
+        const HANDLE mutex = CreateMutexW(nullptr, TRUE, widen(name).c_str());
         EXPECT_EQ(mutex == nullptr ? 77 : GetLastError(), error);
         return mutex;
     };
-    const HANDLE mutex = make(name, TRUE, 0);
-    EXPECT_TRUE(CloseHandle(make(name + "b", TRUE, 0)));
+    const HANDLE mutex = make(0);
     for (const bool releases : {true, false}) {
         std::atomic<bool> waits = false;
         std::thread waiter([&] {
-            const HANDLE second = make(name, TRUE, ERROR_ALREADY_EXISTS);
+            const HANDLE second = make(ERROR_ALREADY_EXISTS);
             EXPECT_EQ(WaitForSingleObject(second, 0), DWORD{WAIT_TIMEOUT});
             EXPECT_TRUE(!ReleaseMutex(second) && GetLastError() == 288);
             waits = true;
@@ -179,12 +178,8 @@ TEST(Contract, AMutexIsTakenReleasedAndLeftByItsOwner) {
         waiter.join();
         EXPECT_EQ(WaitForSingleObject(mutex, INFINITE), ON_WINDOWS && !releases ? 128U : 0U);
     }
-    const HANDLE idle = make(name + "b", FALSE, 0);
-    EXPECT_TRUE(!ReleaseMutex(idle) && WaitForSingleObject(idle, 0) == 0 && ReleaseMutex(idle) &&
-                CloseHandle(idle));
     EXPECT_TRUE(CloseHandle(mutex));
-    for (const char* suffix : {"", "b"})
-        fs::remove("/tmp/" + name + suffix + ".lock");
+    fs::remove("/tmp/" + name + ".lock");
 }
 
 // What the probe shows for words of the host's shell, with P for its own path, and whether it ends as told.
