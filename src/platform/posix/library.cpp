@@ -26,7 +26,8 @@ HMODULE load(const char* path, DWORD errorNumber) {
 
 // What cannot be looked at may be there: another file of that name must not take its place.
 bool mayExist(const char* path) {
-    return access(path, F_OK) == 0 || (errno != ENOENT && errno != ENOTDIR && errno != EACCES && errno != ENAMETOOLONG);
+    return access(path, F_OK) == 0 ||
+           (errno != ENOENT && errno != ENOTDIR && errno != EACCES && errno != ENAMETOOLONG);
 }
 
 // Loads a file by a path, of which the host makes nothing else.
