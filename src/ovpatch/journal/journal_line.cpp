@@ -7,8 +7,8 @@ namespace ovpatch {
 namespace {
 
 struct LineForm {
-    LineKind kind;
     const char* word;
+    LineKind kind;
     int states;
     int texts;
     bool result;
@@ -16,19 +16,19 @@ struct LineForm {
 
 // At the place of its kind's number.
 constexpr LineForm FORMS[] = {
-    {LineKind::DIRECTORY, "directory", 0, 1, false},
-    {LineKind::TREE, "tree", 0, 1, false},
-    {LineKind::ADD, "add", 1, 1, false},
-    {LineKind::WRITE, "write", 2, 2, false},
-    {LineKind::REMOVE, "remove", 1, 2, false},
-    {LineKind::RESTORE, "restore", 2, 3, false},
-    {LineKind::PUT, "put", 1, 2, false},
-    {LineKind::MADE, "made", 1, 1, false},
-    {LineKind::NOTHING, "void", 0, 0, false},
-    {LineKind::DROP, "drop", 0, 1, false},
-    {LineKind::DROP_TREE, "dropTree", 0, 1, false},
-    {LineKind::RESULT, "result", 1, 0, true},
-    {LineKind::DONE, "done", 0, 0, false},
+    {"directory", LineKind::DIRECTORY, 0, 1, false},
+    {"tree", LineKind::TREE, 0, 1, false},
+    {"add", LineKind::ADD, 1, 1, false},
+    {"write", LineKind::WRITE, 2, 2, false},
+    {"remove", LineKind::REMOVE, 1, 2, false},
+    {"restore", LineKind::RESTORE, 2, 3, false},
+    {"put", LineKind::PUT, 1, 2, false},
+    {"made", LineKind::MADE, 1, 1, false},
+    {"void", LineKind::NOTHING, 0, 0, false},
+    {"drop", LineKind::DROP, 0, 1, false},
+    {"dropTree", LineKind::DROP_TREE, 0, 1, false},
+    {"result", LineKind::RESULT, 1, 0, true},
+    {"done", LineKind::DONE, 0, 0, false},
 };
 
 constexpr char HEAD_WORD[] = "OvJournal";

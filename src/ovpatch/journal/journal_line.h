@@ -45,7 +45,7 @@ constexpr char JOURNAL_NAME[] = "OvJournal.txt";
 // A line with its line feed fits, or is none.
 constexpr std::size_t JOURNAL_LINE_SIZE = 16384;
 // The longest text of a line, terminator included: a path in any code page. That of the first line apart.
-constexpr std::size_t JOURNAL_PATH_SIZE = MAX_PATH * 4;
+constexpr std::size_t JOURNAL_PATH_SIZE = std::size_t{MAX_PATH} * 4;
 constexpr std::size_t WORKING_DIRECTORY_SIZE = 4096;
 
 enum class LineKind {
