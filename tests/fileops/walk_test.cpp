@@ -70,8 +70,10 @@ std::string done(const TempTree& tree, const Words& words) {
     };
     const State before = tree.list();
     const TempTree others[3];
-    for (const TempTree& other : others)
+    for (const TempTree& other : others) {
+        fs::remove(other.root);
         fs::copy(tree.root, other.root, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
+    }
     Recorder recorder{tree};
     for (const std::string& word : words)
         if (const Words pair = split(word, "="); pair.size() == 2) recorder.answers[pair[0]] = pair[1];
@@ -179,7 +181,8 @@ TEST(Walks, RemovingMakingListingAndTesting) {
         entry \d\a f1\d\a=4 -> 4 f0\d\a f1\d\a -d/a
         entry \d\a f0\d\a=2 -> 0 f0\d\a
         unlink \d/none,\d\z*,\none\x / tree \none,\d\a\,\none\x,\d\z*,\d\a\\ -> 0
-        unlink,tree \d/a,\d\A -> 0 f0\d\a f1\d\a -d/a | 0
+        unlink,tree \d/a -> 0 f0\d\a f1\d\a -d/a
+        unlink,tree \d\A -> 0 f0\d\a f1\d\a -d/a | 0 f0\d\A f1\d\A -d/a
         unlink,tree \d\a* -> 0 f0\d\a f1\d\a f0\d\ab f1\d\ab -d/a -d/ab
         unlink \d\e,\d\e\,\d\e/ / tree \d\e,\d/e\\ -> 0 r0\d\e r1\d\e -d/e/
         unlink \d,\d\ -> -1at41 r0\d

@@ -200,7 +200,8 @@ class Others(Runs):
         orders = file("StartAction * write started\nStartAction * await go\n")
         self.device.lay({**Story(ENGINE).tree(), "agent.orders": orders})
         first = self.device.start()
-        while not os.path.exists(os.path.join(self.device.directory, b"started")) and first.poll() is None:
+        started = os.path.join(self.device.directory, b"started")
+        while not (os.path.exists(started) and os.path.getsize(started)) and first.poll() is None:
             time.sleep(0.001)
         meanwhile = self.device.look()
         second = self.device.start()
