@@ -53,6 +53,9 @@ public:
     // Of the opened file.
     const FileState& state() const { return state_; }
 
+    // Tells what the target of `copyTo` is, where the caller has just looked at it.
+    void expectTarget(const FileState& target) { target_ = target; }
+
     // What CopyFileW does, with its answers, and ends the look.
     bool copyTo(LPCWSTR target, bool failIfExists);
 
@@ -61,6 +64,7 @@ public:
 private:
     std::intptr_t opened_ = -1;  // the host's
     FileState state_;
+    FileState target_;
 };
 
 // Puts `copy` in the place of the file `target`, or under that name where there is none, whatever the

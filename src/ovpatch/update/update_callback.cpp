@@ -177,6 +177,7 @@ SavedChange changeOf(FileOpRecord* record, const ItemCopyContext& context) {
     if (record->opened == nullptr) return change;
     change.change.old = stateOfFile(record->targetPath);
     change.change.made = record->opened->state();
+    record->opened->expectTarget(change.change.old);
     return change;
 }
 

@@ -16,9 +16,9 @@ namespace {
 // Smaller ones would make a host of 32 bits refuse to tell of large files and of some file systems' entries.
 static_assert(sizeof(off_t) == 8 && sizeof(ino_t) == 8, "large files");
 
-bool inspectTarget(FileReplacement* target, const char* hostPath, const platform::FileState& source,
-                   bool mustBeNew) {
-    if (!target->inspect(hostPath)) return false;
+bool inspectTarget(FileReplacement* target, const char* hostPath, const platform::FileState* looked,
+                   const platform::FileState& source, bool mustBeNew) {
+    if (!target->inspect(hostPath, looked)) return false;
     if (!target->exists()) return true;
     const struct stat& old = target->status();
     if (old.st_dev == source.device && old.st_ino == source.id) return fail(ERROR_SHARING_VIOLATION);
@@ -42,7 +42,7 @@ namespace platform {
 // Opening does not wait, whatever the path names.
 bool CopySource::open(LPCWSTR devicePath) {
     close();
-    state_ = FileState();
+    state_ = target_ = FileState();
     HostPath path;
     if (!path.assign(devicePath)) return false;
     constexpr int FLAGS = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
@@ -64,7 +64,8 @@ bool CopySource::copyTo(LPCWSTR targetPath, bool failIfExists) {
     HostPath path;
     FileReplacement target;
     const int source = static_cast<int>(opened_);
-    const bool done = path.assign(targetPath) && inspectTarget(&target, path.cStr(), state_, failIfExists) &&
+    const bool done = path.assign(targetPath) &&
+                      inspectTarget(&target, path.cStr(), &target_, state_, failIfExists) &&
                       target.create(O_WRONLY, static_cast<mode_t>(state_.mode), true) &&
                       copyContent(source, target.descriptor(), static_cast<off_t>(state_.size)) &&
                       keepModificationTime(target.descriptor(), state_) && target.commit(failIfExists);

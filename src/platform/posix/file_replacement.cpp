@@ -30,11 +30,22 @@ bool isOwnedByThisProcess(const struct stat& status) {
 
 }  // namespace
 
-bool FileReplacement::inspect(const char* hostPath) {
+// A file that is there and no link needs no second look.
+bool FileReplacement::look(const platform::FileState* looked) {
+    if (looked == nullptr || !looked->isFile || looked->isLink) return lstat(target_, &status_) == 0;
+    status_.st_mode = looked->mode;
+    status_.st_uid = looked->owner;
+    status_.st_gid = looked->group;
+    status_.st_dev = looked->device;
+    status_.st_ino = looked->id;
+    return true;
+}
+
+bool FileReplacement::inspect(const char* hostPath, const platform::FileState* looked) {
     const std::size_t size = std::strlen(hostPath) + 1;
     if (size > sizeof target_) return fail(ERROR_FILENAME_EXCED_RANGE);
     std::memcpy(target_, hostPath, size);
-    exists_ = lstat(target_, &status_) == 0;
+    exists_ = look(looked);
     if (!exists_) return errno == ENOENT || failFromErrno();
     if (S_ISLNK(status_.st_mode) && !resolveLink(hostPath)) return false;
     if (!S_ISREG(status_.st_mode) || (status_.st_mode & S_IWUSR) == 0) return fail(ERROR_ACCESS_DENIED);

@@ -6,7 +6,7 @@
 #include <limits.h>
 #include <sys/stat.h>
 
-#include "platform/platform.h"
+#include "platform/file_state.h"
 
 namespace ovpatch::posix {
 
@@ -22,7 +22,8 @@ public:
     // Looks at what stands under the name; a link is followed, and the file it points to is the one replaced.
     // ERROR_ACCESS_DENIED (5) for a directory or anything else that is no regular file, for a file whose
     // owner may not write, and for a link to nothing.
-    bool inspect(const char* hostPath);
+    // `looked` is the state of the name where the caller has just asked for it.
+    bool inspect(const char* hostPath, const platform::FileState* looked = nullptr);
 
     bool exists() const { return exists_; }
     // Of the file to be replaced, when it exists.
@@ -43,6 +44,7 @@ public:
     void abandon();
 
 private:
+    bool look(const platform::FileState* looked);
     bool resolveLink(const char* hostPath);
     bool buildTemporaryPath();
     bool giveToOwner();
