@@ -72,6 +72,14 @@ private:
 // link stays one. False with the last error set; then both are as they were.
 bool putBack(LPCWSTR copy, LPCWSTR target);
 
+// Does in one step what CopyFileW of `copy` over `file` would do, but so that what `file` held stands under
+// the name `copy` afterwards. False when the host has no such step or the files are not fit for it: then
+// nothing has changed but, perhaps, the owner of `copy`.
+bool exchangeFiles(LPCWSTR copy, LPCWSTR file);
+
+// Takes an exchangeFiles back, whatever has become of the two since.
+bool exchangeBack(LPCWSTR copy, LPCWSTR file);
+
 // Makes `newName` stand for the same content as `file`: a second name where the host has such, else a copy.
 // False with the last error set, 80 when the name exists.
 bool duplicate(LPCWSTR file, LPCWSTR newName);

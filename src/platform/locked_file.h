@@ -40,6 +40,9 @@ public:
     // or, where not even that can be had, nothing is appended any more.
     bool append(const char* bytes, std::size_t count);
 
+    // Sets room on the disk aside for as many bytes in all, where the host can do that; the size stays.
+    void reserve(std::uint64_t bytes);
+
     // Reads exactly `count` bytes from `offset` on.
     bool read(std::uint64_t offset, char* bytes, std::size_t count) const;
 

@@ -13,8 +13,8 @@ namespace ovpatch {
 
 namespace {
 
-// Far more than any run needs; a longer file is no journal.
 constexpr std::uint32_t DROPS_AT_ONCE = 32 * 1024;
+constexpr std::uint64_t ROOM_AT_ONCE = 64 * 1024;
 constexpr std::int32_t PATH_LIMIT = 260;
 
 bool tellDirectory(const char* path) {
@@ -33,6 +33,7 @@ void Journal::prepare(const char* baseDirectory) {
     char result[PATH_LIMIT];
     release();
     told_ = false;
+    reserved_ = 0;
     // A run whose result cannot be told would count as cut off for ever.
     wanted_ = patchSession().recovery != 0 &&
               CatURIWithFile(path, PATH_LIMIT, baseDirectory, JOURNAL_NAME) == 0 &&
@@ -92,6 +93,12 @@ void Journal::release() {
 
 bool Journal::append(const char* bytes, std::size_t length) {
     const bool flushes = patchSession().flush >= FLUSH_EACH_STEP;
+    if (length > LONGEST_JOURNAL - file_.size()) return false;
+    // On a full disk a run undoes itself, which takes about as many lines again.
+    if (2 * file_.size() + length > reserved_) {
+        reserved_ = 2 * file_.size() + ROOM_AT_ONCE;
+        file_.reserve(reserved_);
+    }
     return file_.append(bytes, length) && (!flushes || file_.flush());
 }
 

@@ -76,7 +76,8 @@ private:
     void release();
 
     bool wanted_ = false;
-    bool told_ = false;  // that lines cannot be written
+    std::uint64_t reserved_ = 0;  // bytes of the file for which room is set aside
+    bool told_ = false;           // that lines cannot be written
     ByteString path_;
     platform::LockedFile file_;
     StringList trees_;

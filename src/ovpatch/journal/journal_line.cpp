@@ -22,6 +22,7 @@ constexpr LineForm FORMS[] = {
     {"write", LineKind::WRITE, 2, 2, false},
     {"remove", LineKind::REMOVE, 1, 2, false},
     {"restore", LineKind::RESTORE, 2, 3, false},
+    {"swap", LineKind::SWAP, 2, 2, false},
     {"put", LineKind::PUT, 1, 2, false},
     {"made", LineKind::MADE, 1, 1, false},
     {"void", LineKind::NOTHING, 0, 0, false},

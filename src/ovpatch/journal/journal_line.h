@@ -44,6 +44,8 @@ namespace ovpatch {
 constexpr char JOURNAL_NAME[] = "OvJournal.txt";
 // A line with its line feed fits, or is none.
 constexpr std::size_t JOURNAL_LINE_SIZE = 16384;
+// Far more than any run needs; what is longer is not read.
+constexpr std::uint64_t LONGEST_JOURNAL = 64u << 20;  // bytes
 // The longest text of a line, terminator included: a path in any code page. That of the first line apart.
 constexpr std::size_t JOURNAL_PATH_SIZE = std::size_t{MAX_PATH} * 4;
 constexpr std::size_t WORKING_DIRECTORY_SIZE = 4096;
@@ -55,6 +57,7 @@ enum class LineKind {
     WRITE,
     REMOVE,
     RESTORE,
+    SWAP,
     PUT,
     MADE,
     NOTHING,

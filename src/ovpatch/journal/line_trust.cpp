@@ -103,6 +103,7 @@ bool isTrusted(const JournalLine& line) {
         case LineKind::DROP_TREE:
             return isStaging(line.texts[0]);
         case LineKind::WRITE:
+        case LineKind::SWAP:
             return isBackupCopy(line.texts[0]);
         case LineKind::REMOVE:
             return isBackupCopy(line.texts[0]) || isKeeper(line.texts[0]);

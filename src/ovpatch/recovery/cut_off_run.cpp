@@ -19,7 +19,6 @@ namespace ovpatch {
 namespace {
 
 constexpr std::int32_t PATH_LIMIT = 260;
-constexpr std::uint64_t LONGEST_JOURNAL = 64u << 20;  // bytes
 constexpr int MOST_ASIDE = 1000;
 
 // The journal at hand, and what has been found in it.

@@ -84,7 +84,8 @@ Undone undoChange(const Change& change, const UndoHints& hints) {
     const FileState copy = stateOfFile(change.copy);
     const bool copyIsGood = same(copy, *change.old);
     if (isOld(change, now, copyIsGood)) {
-        const bool ours = copyIsGood || (copy.isFile && (copy.size == 0 || hints.mayBePart));
+        const bool isNew = change.made != nullptr && same(copy, *change.made);
+        const bool ours = copyIsGood || isNew || (copy.isFile && (copy.size == 0 || hints.mayBePart));
         return !ours || discardFile(change.copy) ? Undone::AS_BEFORE : failed(change.copy);
     }
     if (!isMade(change, now)) return changed(change.file);
@@ -109,6 +110,14 @@ bool giveNameBack(const JournalLine& line, const UndoHints& hints) {
     const FileState& moved = line.states[1];
     const FileState now = stateOfFile(file);
     const FileState name = stateOfFile(older);
+    const FileState copy = stateOfFile(line.texts[0]);
+    // A run that undid itself has exchanged the two.
+    if (!name.exists && same(copy, moved) && (same(now, line.states[0]) || !now.exists)) {
+        const WidePath saved(line.texts[0]);
+        const WidePath to(older);
+        if (!(copy.id != 0 && copy.id == line.states[0].id))
+            return saved.fits() && to.fits() && platform::putBack(saved.text(), to.text());
+    }
     const bool isPart = name.isFile && hints.mayBePart && !same(name, moved);
     if ((name.exists && !isPart) || !same(now, moved)) return true;
     if (line.states[0].exists && now.id != 0 && now.id == line.states[0].id) return true;
@@ -122,6 +131,20 @@ Undone undoRestore(const JournalLine& line, const UndoHints& hints) {
     if (!giveNameBack(line, hints)) return failed(line.texts[1]);
     return undoChange({line.texts[0], line.texts[2], &line.states[0], &line.states[1], hints.mayBePart},
                       hints);
+}
+
+// Where a run that undid itself could not tell of an exchange, the copy holds what the file is not to hold.
+Undone undoSwap(const JournalLine& line) {
+    const char* copy = line.texts[0];
+    const char* file = line.texts[1];
+    const FileState now = stateOfFile(file);
+    const FileState other = stateOfFile(copy);
+    if (!same(now, line.states[1]) || !same(other, line.states[0])) return Undone::AS_BEFORE;
+    if (now.id != 0 && now.id == line.states[0].id) return Undone::AS_BEFORE;
+    const WidePath from(copy);
+    const WidePath to(file);
+    return from.fits() && to.fits() && platform::exchangeBack(from.text(), to.text()) ? Undone::BACK
+                                                                                      : failed(file);
 }
 
 Undone undoPut(const JournalLine& line, const UndoHints& hints) {
@@ -175,6 +198,8 @@ Undone undoLine(const JournalLine& line, const UndoHints& hints) {
             return undoChange({line.texts[0], line.texts[1], &line.states[0], nullptr, false}, hints);
         case LineKind::RESTORE:
             return undoRestore(line, hints);
+        case LineKind::SWAP:
+            return undoSwap(line);
         case LineKind::PUT:
             return undoPut(line, hints);
         default:

@@ -89,6 +89,7 @@ void removeAdded(const char* path) {
 }
 
 void moveBack(const char* copy, const char* path) {
+    if (exchangeTold(copy, path)) return;
     keepReplaced(copy, path);
     if (moveTree(copy, path, true, nullptr, nullptr) != FILEOP_OK)
         moveTree(copy, path, true, nullptr, nullptr);

@@ -39,4 +39,18 @@ void keepReplaced(const char* copy, const char* file) {
         keep({LineKind::RESTORE, state, saved, copy, file}, copy);
 }
 
+bool exchangeTold(const char* copy, const char* file) {
+    if (!journal().isOpen()) return false;
+    const WidePath from(copy);
+    const WidePath to(file);
+    const platform::FileState saved = stateOfFile(copy);
+    const platform::FileState state = stateOfFile(file);
+    if (!saved.isFile || !state.isFile || !from.fits() || !to.fits()) return false;
+    // Without the line most of it can be undone still.
+    const bool isTold = journal().change({LineKind::SWAP, state, saved, nullptr, file}, copy);
+    if (platform::exchangeFiles(from.text(), to.text())) return journal().drop(copy);
+    if (isTold) journal().nothing();
+    return false;
+}
+
 }  // namespace ovpatch

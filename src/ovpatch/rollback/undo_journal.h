@@ -9,6 +9,10 @@ namespace ovpatch {
 void keepRemoved(const char* file);
 void keepReplaced(const char* copy, const char* file);
 
+// Moves `copy` over `file` as keepReplaced and moveTree would, in one step of the host that needs no room on
+// the disk. False when that cannot be had; then nothing has changed.
+bool exchangeTold(const char* copy, const char* file);
+
 }  // namespace ovpatch
 
 #endif

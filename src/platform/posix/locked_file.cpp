@@ -96,7 +96,7 @@ bool LockedFile::append(const char* bytes, std::size_t count) {
         if (written < 0 && errno == EINTR) continue;
         if (written <= 0) {
             failFromErrno();
-            hasTail_ = end != size_ && !truncate(size_);
+            hasTail_ = !truncate(size_);
             return false;
         }
         bytes += written;
@@ -105,6 +105,12 @@ bool LockedFile::append(const char* bytes, std::size_t count) {
     }
     size_ = end;
     return true;
+}
+
+void LockedFile::reserve(std::uint64_t bytes) {
+    if (bytes <= size_) return;
+    fallocate(descriptorOf(handle_), FALLOC_FL_KEEP_SIZE, static_cast<off_t>(size_),
+              static_cast<off_t>(bytes - size_));
 }
 
 bool LockedFile::read(std::uint64_t offset, char* bytes, std::size_t count) const {

@@ -83,6 +83,26 @@ bool platform::moveFileOver(LPCWSTR devicePath, LPCWSTR deviceTarget, const File
     return fit && rename(source.cStr(), target.cStr()) == 0;
 }
 
+bool platform::exchangeFiles(LPCWSTR deviceCopy, LPCWSTR devicePath) {
+    HostPath copy;
+    HostPath file;
+    FileState from;
+    FileState to;
+    if (!copy.assign(deviceCopy) || !file.assign(devicePath)) return false;
+    if (look(copy.cStr(), &from) == nullptr || look(file.cStr(), &to) == nullptr) return false;
+    const bool isOne = from.device == to.device && from.id == to.id;
+    if (isOne || !isPlainFile(from, 1) || !to.isFile || !isWritable(from) || !isWritable(to)) return false;
+    if (!wouldKeepOwner(from, &to) && lchown(copy.cStr(), to.owner, to.group) != 0) return false;
+    return renameat2(AT_FDCWD, copy.cStr(), AT_FDCWD, file.cStr(), RENAME_EXCHANGE) == 0;
+}
+
+bool platform::exchangeBack(LPCWSTR deviceCopy, LPCWSTR devicePath) {
+    HostPath copy;
+    HostPath file;
+    return copy.assign(deviceCopy) && file.assign(devicePath) &&
+           renameat2(AT_FDCWD, copy.cStr(), AT_FDCWD, file.cStr(), RENAME_EXCHANGE) == 0;
+}
+
 bool platform::giveSecondName(LPCWSTR devicePath, LPCWSTR newName, const FileState* looked) {
     HostPath file;
     HostPath name;

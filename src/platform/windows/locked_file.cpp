@@ -78,6 +78,12 @@ bool LockedFile::append(const char* bytes, std::size_t count) {
     return done;
 }
 
+void LockedFile::reserve(std::uint64_t bytes) {
+    FILE_ALLOCATION_INFO room;
+    room.AllocationSize.QuadPart = static_cast<LONGLONG>(bytes);
+    if (bytes > size_) SetFileInformationByHandle(handleOf(handle_), FileAllocationInfo, &room, sizeof room);
+}
+
 bool LockedFile::read(std::uint64_t offset, char* bytes, std::size_t count) const {
     DWORD got = 0;
     return seek(handleOf(handle_), offset) &&

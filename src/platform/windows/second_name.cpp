@@ -1,6 +1,6 @@
 // The steps that spare a copy: none here. CopyFileW writes in place, so that a second name would see the new
 // content, and a device has neither.
-#include "platform/platform.h"
+#include "platform/file_state.h"
 
 bool platform::isLink(LPCWSTR path, bool* link) {
     const DWORD attributes = GetFileAttributesW(path);
@@ -10,6 +10,14 @@ bool platform::isLink(LPCWSTR path, bool* link) {
 }
 
 bool platform::moveFileOver(LPCWSTR, LPCWSTR, const FileState*) {
+    return false;
+}
+
+bool platform::exchangeFiles(LPCWSTR, LPCWSTR) {
+    return false;
+}
+
+bool platform::exchangeBack(LPCWSTR, LPCWSTR) {
     return false;
 }
 
