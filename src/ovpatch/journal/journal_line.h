@@ -21,6 +21,7 @@
 //   write O N "C" "F"         F, of state O, is about to be saved as C and then replaced by a file of state N
 //   remove O "C" "F"          F, of state O, is about to be saved as C and then deleted
 //   restore O N "C" "K" "F"   F, of state O, is about to be saved as C and then replaced by K, of state N, which goes
+//   swap O N "C" "F"          F, of state O, and C, of state N, are about to change places, while a run undoes itself
 //   put O "C" "F"             F, of state O, is about to be saved as C and then written anew
 //   made N "F"                F has been written and is of state N now; undoes nothing
 //   void                      what the line before tells was not done
