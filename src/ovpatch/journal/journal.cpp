@@ -14,7 +14,7 @@ namespace ovpatch {
 namespace {
 
 constexpr std::uint32_t DROPS_AT_ONCE = 32 * 1024;
-constexpr std::uint64_t ROOM_AT_ONCE = 64 * 1024;
+constexpr std::uint64_t ROOM_AT_ONCE = std::uint64_t{64} * 1024;
 constexpr std::int32_t PATH_LIMIT = 260;
 
 bool tellDirectory(const char* path) {
