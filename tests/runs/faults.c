@@ -1,11 +1,11 @@
 /*
  * A library to be preloaded on Linux: counts what the program itself asks of the system, and makes a call
- * fail.
+ * fail. The program stops before main; each order that comes through its standard input starts a run, as a
+ * fork. The run's process number and, at its end, its status (an int each) go to descriptor OVPATCH_ANSWERS.
  *
- * OVPATCH_FAULT is "<what> <n> <how>": of the calls ("call") or the allocations ("memory") the n-th, from 0,
- * fails once ("once"), it and all behind it fail ("from"), or the process is killed in its place ("kill").
- * With OVPATCH_FAULT_TRACE they are written to that file, one "<c or m> <name> <place in the code> <path>" a
- * line.
+ * An order is "<what> <n> <how>": of the calls ("call") or the allocations ("memory") the n-th, from 0, fails
+ * once ("once"), it and all behind it fail ("from"), or the process is killed in its place ("kill"). "trace"
+ * has them written to ../trace, one "<c or m> <name> <place in the code> <path>" a line, "none" does nothing.
  *
  * Only what the program's own code calls counts, not what the C library, the loader or an agent does.
  */
@@ -18,6 +18,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 
 enum { CALL, MEMORY };
 enum { HALF = -1 }; /* for an error: the call does half of what it is asked for */
@@ -27,6 +28,8 @@ typedef struct {
 } Errors;
 
 long syscall(long number, ...);
+pid_t fork(void);
+void _exit(int status) __attribute__((noreturn));
 
 static uintptr_t programStart, programEnd;
 static int counts[2], struckKind = -1, struckAt, trace = -1;
@@ -42,17 +45,32 @@ static int noteProgram(struct dl_phdr_info* info, size_t size, void* unused) {
     return 1; /* the program comes first */
 }
 
-__attribute__((constructor)) static void begin(void) {
-    const char* order = getenv("OVPATCH_FAULT");
-    const char* path = getenv("OVPATCH_FAULT_TRACE");
+static void follow(const char* order) {
     char what, manner;
-    if (path != NULL)
-        trace = (int)syscall(SYS_openat, -100, path, 01 | 02000 | 02000000); /* append, close on exec */
-    if (order != NULL && sscanf(order, "%c%*s %d %c", &what, &struckAt, &manner) == 3) {
-        struckKind = what == 'c' ? CALL : MEMORY;
-        how = manner;
-    }
+    if (strcmp(order, "trace") == 0) trace = (int)syscall(SYS_openat, -100, "../trace", 01 | 02000000);
+    if (sscanf(order, "%c%*s %d %c", &what, &struckAt, &manner) != 3) return;
+    struckKind = what == 'c' ? CALL : MEMORY;
+    how = manner;
+}
+
+__attribute__((constructor)) static void serve(void) {
+    const char* const answers = getenv("OVPATCH_ANSWERS");
+    char order[64];
+    int status;
     dl_iterate_phdr(noteProgram, NULL);
+    for (long size; answers != NULL && (size = syscall(SYS_read, 0, order, sizeof order - 1)) > 0;) {
+        order[size] = '\0';
+        const pid_t run = fork();
+        if (run == 0) {
+            syscall(SYS_close, atoi(answers));
+            follow(order);
+            return;
+        }
+        syscall(SYS_write, atoi(answers), &run, sizeof run);
+        waitpid(run, &status, 0);
+        syscall(SYS_write, atoi(answers), &status, sizeof status);
+    }
+    _exit(0);
 }
 
 /* What a call is to fail with; 0 if it is not. */

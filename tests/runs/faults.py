@@ -7,14 +7,18 @@ texts says so and ends at once, as if it were killed.
 """
 import os
 import re
+import select
+import subprocess
 import sys
 import time
+import types
 from concurrent.futures import ProcessPoolExecutor
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path[:0] = [HERE, os.path.join(HERE, "../player")]
 from oracle import LEDGER, STAGED, files, judge, records, sections  # noqa: E402
-from player import ENGINE, MANIFEST, PRODUCT, RESULT, Device, Story, differences, file  # noqa: E402
+from player import (  # noqa: E402
+    ENGINE, MANIFEST, PRODUCT, PROGRAM, RESULT, SECONDS, Device, Story, differences, file)
 
 STEP = int(sys.argv[1]) if len(sys.argv) > 1 else 1
 NO_MEMORY = re.compile(r"OvPatch: (no memory for [a-z ]+|the command line cannot be held)\n\Z")
@@ -32,27 +36,56 @@ EXCUSED = [
 ]
 
 
+class Forks(Device):
+    """A device whose program is loaded once: each run is a fork of it, which follows an order (faults.c)."""
+
+    def __init__(self):
+        super().__init__()
+        orders, self.orders = os.pipe()
+        self.answers, answers = os.pipe()
+        self.program = subprocess.Popen(
+            [PROGRAM, "base"], cwd=self.directory, stdin=orders, stdout=self.streams, stderr=self.streams, pass_fds=[answers],
+            env={**self.environment, "LD_PRELOAD": os.environ["OVPATCH_FAULTS"], "OVPATCH_ANSWERS": str(answers),
+                 "ASAN_OPTIONS": "verify_asan_link_order=0:detect_leaks=0"})
+        os.close(orders)
+        os.close(answers)
+
+    def answer(self):
+        assert select.select([self.answers], [], [], SECONDS)[0], "a run does not end"
+        return int.from_bytes(os.read(self.answers, 4), sys.byteorder)
+
+    def start(self, arguments, environment, through):
+        os.write(self.orders, environment["order"].encode())
+        return types.SimpleNamespace(pid=self.answer())
+
+    def wait(self, process):
+        return os.waitstatus_to_exitcode(self.answer())
+
+    def remove(self):
+        os.close(self.orders)
+        self.program.wait()
+        super().remove()
+
+
 class Situation:
     """A story to be disturbed: the device before it, its undisturbed run, and the points of it."""
 
     def __init__(self, name):
-        self.name, self.generation, self.device = name, int(name.endswith("new")), Device()
-        for path in (b"lock", b"agent/old.ini"):
+        self.name, self.generation, self.device = name, int(name.endswith("new")), Forks()
+        for path in (b"lock", b"trace", b"agent/old.ini"):
             open(os.path.join(self.device.root, path), "w", encoding="utf-8").close()
         self.before = self.ordered({**Story(ENGINE, PRODUCT).tree(), "base/OV_Temp/1/2/sub": None,
                                     "base/OV_Temp/1/2/sub/new2.bin": file("new2")}, 0)
         if name.startswith(("second", "rollback", "undone")):
-            self.before = self.ordered(self.play("").tree, int("rollback" in name))
+            self.before = self.ordered(self.play("none").tree, int("rollback" in name))
         if name.startswith("second"):
             self.before.update({path: file(entry.content + b", second") for path, entry in self.before.items()
                                 if path.startswith("base/OV_Temp/") and path != MANIFEST and entry})
         if name.startswith("und"):
             self.before["agent.orders"] = file(REFUSAL[self.generation])
-        trace = os.path.join(os.fsdecode(self.device.root), "trace")
-        open(trace, "w", encoding="utf-8").close()
-        self.plain = self.play("", {"OVPATCH_FAULT_TRACE": trace})
+        self.plain = self.play("trace")
         assert not self.wrong_with(self.plain, "", 0), self.wrong_with(self.plain, "", 0)
-        with open(trace, encoding="utf-8", errors="replace") as lines:
+        with open(os.path.join(self.device.root, b"trace"), encoding="utf-8", errors="replace") as lines:
             self.points = [line.rstrip("\n").split(" ", 3) for line in lines]
 
     def ordered(self, tree, action):
@@ -61,11 +94,10 @@ class Situation:
         settings = {} if "logged" in self.name else {"base/ovcfg.ini": file("[Debug]\nlog_mode=1\n")}
         return {**{path: entry for path, entry in tree.items() if path != RESULT}, **settings, MANIFEST: file(story.manifest())}
 
-    def play(self, fault, more=None, again=False):
+    def play(self, order, again=False):
         if not again:
             self.device.lay(self.before)
-        return self.device.run(environment={"LD_PRELOAD": os.environ["OVPATCH_FAULTS"], "OVPATCH_FAULT": fault,
-                                            "ASAN_OPTIONS": "verify_asan_link_order=0:detect_leaks=0", **(more or {})})
+        return self.device.run(environment={"order": order})
 
     def wrong_with(self, outcome, how, n):
         began = outcome.exit not in (1, 2)
@@ -103,16 +135,16 @@ class Situation:
         if n % 9 == 0:
             self.idle(f"call {n % 41 + 7} kill")
         told = outcome.result is not None
-        wrong += self.unlike(self.plain.tree if told else self.before, self.idle(""), 0)
+        wrong += self.unlike(self.plain.tree if told else self.before, self.idle("none"), 0)
         if not told:
             self.write_manifest(self.before[MANIFEST].content)
-            wrong += self.unlike(self.plain.tree, self.play("", again=True), self.plain.result)
+            wrong += self.unlike(self.plain.tree, self.play("none", again=True), self.plain.result)
         return wrong
 
-    def idle(self, fault):
+    def idle(self, order):
         """A start that has nothing to do but to put right what was cut off."""
         self.write_manifest(b"[common]\naction=2\n")
-        return self.play(fault, again=True)
+        return self.play(order, again=True)
 
     def write_manifest(self, manifest):
         with open(os.path.join(os.fsdecode(self.device.directory), MANIFEST), "wb") as handle:
