@@ -41,6 +41,11 @@ def play(n, trees={}):
         trees[generation] = device.run().tree
     tree = {**trees[generation], MANIFEST: file(story.manifest({"common.action": n // 2 % 2}))}
     kind, victim = chance.choice(ODD), chance.choice((MANIFEST, LEDGER, SETTINGS, AGENT))
+    if n % 8 > 4:  # a run was cut off before this one
+        device.lay({**tree, "agent.orders": file("EndProduct * die\nEndItem #2 die\n")})
+        tree = device.run().tree
+        del tree["agent.orders"]
+        victim = "base/OvJournal.txt"
     if n % 5 < 4:
         tree[victim] = file(damaged(tree[victim].content, n, chance))
     device.lay(tree)

@@ -8,6 +8,7 @@ from player import MANIFEST, RESULT, File, differences, directory_of, file
 
 LEDGER = "OV_Backup/OvBackup.ini"
 STAGED = re.compile(r"(^|/)(OVSrc\.tmp|PatchDll\.ini|KxuPatch\.ini|\.ovp.*|OvJournal.*|ovk\d+\.tmp)$")
+UNJUDGED = re.compile(r"^agent\.|/OVSrc\.tmp|/OvJournal|/OvResult\.ini$")
 # A start is followed by its end; only an undoing may leave its last bracket open.
 CALLS = re.compile(r"(Get\w+Path )*(IsRollback(Ex)? )?((StartPatch|StartAction) "
                    r"(Start(\w+) (CheckFile(Ex)? )*End\7 (End\7 )?)*(Start\w+ )?(EndPatch |EndAction )?)?$")
@@ -53,8 +54,7 @@ def records(tree, destination, decode):
 
 def files(tree, in_backups=False):
     return {path: entry for path, entry in tree.items()
-            if entry is not None and ("/OV_Backup/" in path) == in_backups and not path.startswith("agent.")
-            and path != RESULT and "/OVSrc.tmp/" not in path}
+            if entry is not None and ("/OV_Backup/" in path) == in_backups and not UNJUDGED.search(path)}
 
 
 class Order:
@@ -147,10 +147,10 @@ def judge(before, outcome, result, decode, otherwise=None):
     for path, entry in otherwise.items():
         if entry == GONE:
             expected.pop(path, None)
-        elif entry not in (KEPT, None) and "/OV_Backup/" not in path and "/OVSrc.tmp" not in path:
+        elif entry not in (KEPT, None) and "/OV_Backup/" not in path and not UNJUDGED.search(path):
             expected[path] = entry._replace(mode=getattr(after.get(path), "mode", 0))
     if RESULT in otherwise:
-        wrong += differences({RESULT: expected.pop(RESULT).content}, {RESULT: after[RESULT].content})
+        wrong += differences({RESULT: otherwise[RESULT].content}, {RESULT: after[RESULT].content})
     wrong += differences(expected, files(after))
     # An old agent's files stay below all destinations but the first.
     wrong += [f"{path}: still there" for path in after if STAGED.search(path) and path not in otherwise and

@@ -16,7 +16,8 @@ from player import (AGENTS, ENGINE, LOG, MANIFEST, PATTERN, PRODUCT, RECORD, SUF
 
 # The lines of level 9; all others have level 6.
 NINE = re.compile(r". (Old OV temp |Copy to old ov temp failed|Update(Ex)?: Call patchagent|startEachItem: unknown|"
-                  r"endEachItem: unknown|rollback: patch agent refused|OvPatch: (CatURIWithFile|.*\\.* cannot be read))")
+                  r"endEachItem: unknown|rollback: patch agent refused|OvPatch: (CatURIWithFile|.*\\.* cannot be read)|"
+                r"journal: |recovery: (?!directory))")
 ITEMS = {"engine": ENGINE, "product": PRODUCT, "pattern": PATTERN}
 CLASSES = ("Engine", "Product", "Pattern")
 # What the rows leave to the generation.
@@ -27,6 +28,11 @@ WORDS = {"gen": ("old", "new"), "other": ("new", "old"), "Patch": ("Patch", "Act
          "from": ("0x31234", "{0x31234 0 0}"), "to": ("0x40000", "{0x40000 0 0}"),
          **{f"{side.lower()}{n}": (f"{side}{name} #1", f"{side}Item #{n}") for side in ("Start", "End")
             for n, name in enumerate(CLASSES, 1)}}
+
+# Starts a program that cannot have the lock.
+WITHOUT_LOCK = ["unshare", "-m", "sh", "-c", "mount -t tmpfs none /tmp && mkdir /tmp/PATCH-5CF3C8EF-8084-4af1-9E60-8EB894E951B7.lock"
+                ' && exec "$@"', "-"]
+MOUNTS = not WINDOWS and subprocess.run([*WITHOUT_LOCK, "true"], stderr=subprocess.DEVNULL, check=False).returncode == 0
 
 
 def lines_of(name):
@@ -94,10 +100,20 @@ class Runs(unittest.TestCase):
         if wrong:
             self.fail("\n".join([*wrong, *(["", "Log and calls:", *outcome.log, *outcome.calls] if outcome else [])]))
 
-    def judged(self, tree, result=0, otherwise=None, through=()):
-        """What a run in that tree leaves, found right."""
+    def lay(self, tree, hands):
+        """Lays out the tree, or, with hands, what is left of it by a run that its agent ended, and changed by them."""
         self.device.lay(tree)
+        if hands:
+            cut = self.device.run()
+            self.assertNotEqual(cut.exit, 0, cut.log)
+            self.device.lay(hands.apply(cut.tree))
+
+    def judged(self, tree, result=0, otherwise=None, through=(), hands=None):
+        """What a run in that tree leaves, found right."""
+        self.lay(tree, hands)
         outcome = self.device.run(through=through)
+        if hands:
+            tree = {path: entry for path, entry in hands.apply(tree).items() if "OvJournal" not in path}
         self.check(judge(tree, outcome, result, self.device.decode, otherwise), outcome)
         return outcome
 
@@ -115,15 +131,19 @@ class Runs(unittest.TestCase):
         return story, disturbance.apply({**tree, MANIFEST: manifest})
 
     def play(self, words, changes, result, lines, otherwise, run):
+        changes, cut, hands = changes.partition(";;;")
+        hands = Changes(hands) if cut else None
         story, tree = self.prepare(words, changes, run)
-        outcome = self.judged(tree, None if result == "none" else int(result), dict(Changes(otherwise).files))
+        result, otherwise = None if result == "none" else int(result), dict(Changes(otherwise).files)
+        outcome = self.judged(tree, result, otherwise, hands=hands)
         seen, again = outcome.log + ["C " + call for call in outcome.calls], outcome.tree
         for line in filter(None, lines.split(" & ")):
             unwanted = line.startswith("no ")
             if unwanted == (any(record.startswith(line[3:]) for record in seen) if unwanted else line in seen):
                 self.check([f"{line} -- not so:", *seen])
         if not WINDOWS:  # where each run takes long, and the levels are the same
-            self.device.lay({**tree, "base/ovcfg.ini": file("[Debug]\nLevel=7\n")})
+            settings = (tree.get("base/ovcfg.ini") or file("[Debug]\nLevel=6\n")).content
+            self.lay({**tree, "base/ovcfg.ini": file(settings.replace(b"Level=6", b"Level=7"))}, hands)
             self.assertEqual([record for record in outcome.log if NINE.match(record)], self.device.run().log)
         if "once" not in words:
             self.check(judge_again(self.device, story, again), outcome)
@@ -197,24 +217,27 @@ class Others(Runs):
 
     def test_two_runs(self):
         """The second waits, with nothing done, for as long as the first one's agent takes."""
-        orders = file("StartAction * write started\nStartAction * await go\n")
-        self.device.lay({**Story(ENGINE).tree(), "agent.orders": orders})
-        first = self.device.start()
-        started = os.path.join(self.device.directory, b"started")
-        while not (os.path.exists(started) and os.path.getsize(started)) and first.poll() is None:
-            time.sleep(0.001)
-        meanwhile = self.device.look()
-        second = self.device.start()
-        time.sleep(0.1)
-        self.check(differences(meanwhile, self.device.look()))
-        self.device.lay({**self.device.look(), "go": file("")})
-        self.assertEqual([self.device.wait(first), self.device.wait(second)], [0, 0])
-        tree = self.device.look()
-        writers = [process for _, process in RECORD.findall(self.device.decode(tree.pop(LOG).content))]
-        calls = tree.pop("agent.calls").content
-        self.assertEqual((len(set(writers)), sorted(writers, key=writers.index)), (2, writers))
-        self.assertEqual(calls[:len(calls) // 2], calls[len(calls) // 2:])
-        self.check(judge_again(self.device, Story(ENGINE), tree))
+        # Without the lock the journal has to be there.
+        for through, entry in [((), "StartAction *"), (WITHOUT_LOCK, "CheckFileEx #2")][:1 + MOUNTS]:
+            self.device.lay({**Story(ENGINE).tree(), "agent.orders": file(f"{entry} write started\n{entry} await go\n")})
+            first = self.device.start(through=through)
+            started = os.path.join(self.device.directory, b"started")
+            while not (os.path.exists(started) and os.path.getsize(started)) and first.poll() is None:
+                time.sleep(0.001)
+            meanwhile = self.device.look()
+            second = self.device.start(through=through)
+            time.sleep(0.1)
+            now = self.device.look()
+            self.check(differences({**meanwhile, LOG: now[LOG]}, now))
+            self.device.lay({**now, "go": file("")})
+            self.assertEqual([self.device.wait(first), self.device.wait(second)], [0, 0])
+            tree = self.device.look()
+            writers = [process for _, process in RECORD.findall(self.device.decode(tree.pop(LOG).content))]
+            calls = tree.pop("agent.calls").content
+            self.assertEqual((len(set(writers)), calls[:len(calls) // 2]), (2, calls[len(calls) // 2:]))
+            if not through:  # which it tells
+                self.assertEqual(sorted(writers, key=writers.index), writers)
+            self.check(judge_again(self.device, Story(ENGINE), tree))
 
     def test_code_page_932(self):
         """A trail byte that looks like a separator is none: in a destination, a directory and a file's name."""
@@ -227,25 +250,24 @@ class Others(Runs):
     @unittest.skipIf(WINDOWS, "streams and mounts of a POSIX host")
     def test_hosts_without(self):
         """Without standard streams, or without a place for the lock, a run goes on."""
-        lock = "mount -t tmpfs none /tmp && mkdir /tmp/PATCH-5CF3C8EF-8084-4af1-9E60-8EB894E951B7.lock && "
-        mounts = subprocess.run(["unshare", "-m", "true"], stderr=subprocess.DEVNULL, check=False).returncode == 0
-        for through in (["sh", "-c", 'exec "$@" 0<&- 1>&- 2>&-', "-"],
-                        ["unshare", "-m", "sh", "-c", lock + 'exec "$@"', "-"]):
-            if through[0] == "sh" or mounts:
-                self.judged(Story(ENGINE).tree(), through=through)
+        for through in (["sh", "-c", 'exec "$@" 0<&- 1>&- 2>&-', "-"], WITHOUT_LOCK if MOUNTS else ()):
+            self.judged(Story(ENGINE).tree(), through=through)
 
     @unittest.skipIf(WINDOWS, "rights of a POSIX host")
-    def test_source_that_may_not_be_read(self):
-        """A directory that cannot be listed is not taken for an empty one."""
+    def test_directories_without_rights(self):
+        """A directory that cannot be listed is not taken for an empty one; without a journal a run goes on."""
         as_anybody = ["setpriv", "--bounding-set=-dac_override,-dac_read_search"] if os.geteuid() == 0 else []
-        close = 'chmod 0 "$0"; "$@"; status=$?; chmod 755 "$0"; exit $status'
-        for place in ("base/OV_Temp/1/2", "base/OV_Temp/1/2/sub"):
-            tree = with_directories({**Story(ENGINE, PRODUCT).tree(), "base/OV_Temp/1/2/sub/f": file("new")})
+        for place, mode, result, line in (
+                ("base/OV_Temp/1/2", "0", 16, "OvPatch: base\\OV_Temp\\1\\2\\ cannot be read, error 5."),
+                ("base/OV_Temp/1/2/sub", "0", 16, "OvPatch: base\\OV_Temp\\1\\2\\sub\\ cannot be read, error 5."),
+                ("base", "555", 0, "journal: base\\OvJournal.txt cannot be made, the run goes on without it.")):
+            close = f'chmod {mode} "$0"; "$@"; status=$?; chmod 755 "$0"; exit $status'
+            tree = with_directories({**Story(ENGINE, PRODUCT).tree(), "base/OV_Temp/1/2/sub/f": file("new"), "base/OV_Log": None})
             self.device.lay(tree)
             outcome = self.device.run(through=["sh", "-c", close, place, *as_anybody])
-            wrong = judge(tree, outcome, 16, self.device.decode)
-            self.check([line for line in wrong if not line.startswith("a record of process")], outcome)
-            self.assertIn("E OvPatch: {}\\ cannot be read, error 5.".format(place.replace("/", "\\")), outcome.log)
+            self.check([complaint for complaint in judge(tree, outcome, result, self.device.decode)
+                        if not complaint.startswith("a record of process")], outcome)
+            self.assertIn("E " + line, outcome.log)
 
     def test_there_and_back(self):
         """Random trees: two updates, then a rollback, which gives back what was between them."""

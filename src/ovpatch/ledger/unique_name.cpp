@@ -67,7 +67,8 @@ std::int32_t makeLowest(const char* directory, char* out, std::int32_t size, Tak
         if (!path.fits()) return 0;
         if (change != nullptr && !journal().change(*change, out)) return 0;
         const DWORD error = make(path);
-        if (change != nullptr && error == ERROR_FILE_EXISTS) journal().nothing();
+        const bool isRepeated = error == ERROR_FILE_EXISTS || error == ERROR_PATH_NOT_FOUND;
+        if (change != nullptr && isRepeated) journal().nothing();
         // A missing directory shows as a missing path; only then is it made, which saves asking for it each
         // time.
         if (error == ERROR_PATH_NOT_FOUND && !isDirectoryMade) {
