@@ -66,7 +66,7 @@ run() {
   local lines
   lines=$(tail -c +$((before + 1)) "$log" | awk -v RS= '{ sub(/  P\[[0-9]+\] T\[[0-9]+\] \n/, "  "); gsub(/\n/, ""); print }')
   tell "The log's $(wc -l <<<"$lines") new records, the agent's part of them:"
-  show "$(grep -E 'PatchAgent (Start|Check|End|IsRoll)|Error:|auto rollback( done)?\.$' <<<"$lines" || true)"
+  show "$(grep -E 'PatchAgent (Start|Check|End|IsRoll)|Error:|recovery:|auto rollback( done)?\.$' <<<"$lines" || true)"
 }
 
 title "The device"
@@ -102,9 +102,30 @@ manifest 0 1.7 1.8
 run
 rm patterns.zip.veto
 
-title "4. A rollback of the second update"
+title "4. An update that is cut off: 1.7 to 1.8"
+tell "The program is killed, as a power cut would do it, while the agent looks at the patterns. By then the engine" \
+     "is new already. The journal beside the manifest tells what has been done and how to undo it:"
+lay 2 31 eng.dll "engine 1.8"
+lay 3 4 pat.bin "patterns 1260"
+manifest 0 1.7 1.8
+printf '%s$ OvPatch device%s\n' "$dim" "$plain"
+mkfifo engine/pat.bin.pinned  # for which the agent looks, and has to wait until somebody writes
+set -m
+"$program" device &
+exec 3>engine/pat.bin.pinned
+kill -9 -- "-$!"
+wait "$!" 2>/dev/null || tell "${red}killed$plain"
+set +m
+exec 3>&-
+rm engine/pat.bin.pinned
+show "$(files)"
+show "$(sed "s|$PWD|...|" device/OvJournal.txt)"
+tell "" "Started again, it first puts the state before back; then it updates as if nothing had happened:"
+run
+
+title "5. A rollback of that update"
 tell "The same manifest with action=1. The ledger says what to put back; afterwards it holds no item."
-manifest 1 1.6 1.7
+manifest 1 1.7 1.8
 run
 
 title "Where to read on"
