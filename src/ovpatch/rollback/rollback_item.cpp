@@ -118,8 +118,6 @@ bool saveState(Passes* passes, FilePaths* paths, const char* copy, FileChange* t
         dropSafetyCopy(*passes, paths->safety);
         return false;
     }
-    BackupItem* slot = context.backupItem;
-    if (slot->writtenCapacity == 0 || slot->writtenCount >= slot->writtenCapacity) growBackupLists(slot);
     return true;
 }
 
