@@ -48,7 +48,8 @@ bool dropSecondName(const char* source, const char* target) {
     char aside[PATH_MAX + 8];
     struct stat status;
     if (std::snprintf(aside, sizeof aside, "%s.ovp", source) >= PATH_MAX) return false;
-    if (renameat2(AT_FDCWD, source, AT_FDCWD, aside, RENAME_NOREPLACE) != 0) return false;
+    // Not every file system renames only where nothing is in the way.
+    if (lstat(aside, &status) == 0 || errno != ENOENT || rename(source, aside) != 0) return false;
     if (lstat(target, &status) == 0 && unlink(aside) == 0) return true;
     rename(aside, source);
     return false;
