@@ -46,14 +46,17 @@ elseif(NOT WIN32)
   add_link_options(-Wl,-z,relro -Wl,-z,now)
 endif()
 
-# ovpatch_room(<name> SOURCES ... USES <room> ...): the static library of one folder under src/.
+# ovpatch_room(<name> [FLAGS <target>] SOURCES ... USES <room> ...): the static library of one folder under src/.
 # A room sees the headers of all rooms, but links only those it names, so that an include against the
-# current fails to link.
+# current fails to link. FLAGS names what it is built with instead of the program's own flags.
 function(ovpatch_room name)
-  cmake_parse_arguments(ROOM "" "" "SOURCES;USES" ${ARGN})
+  cmake_parse_arguments(ROOM "" "FLAGS" "SOURCES;USES" ${ARGN})
+  if(NOT ROOM_FLAGS)
+    set(ROOM_FLAGS ovpatch_program_flags)
+  endif()
   add_library(ovpatch_${name} STATIC ${ROOM_SOURCES})
   target_include_directories(ovpatch_${name} PUBLIC ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/include)
-  target_link_libraries(ovpatch_${name} PRIVATE ovpatch_program_flags)
+  target_link_libraries(ovpatch_${name} PRIVATE ${ROOM_FLAGS})
   foreach(used IN LISTS ROOM_USES)
     target_link_libraries(ovpatch_${name} PUBLIC ovpatch_${used})
   endforeach()

@@ -40,16 +40,17 @@ def rooms_dot():
              f'  node [shape=box, style="rounded,filled", {FONT}, fontsize=12, fontcolor="#22303c",',
              '        color="#8a99a8", fillcolor=white, width=1.25, height=0.4];',
              '  edge [color="#5d6d7e", arrowsize=0.7];']
-    inner = []
+    inner = {"ovpatch": [], "ovpatchctl": []}
     for name, (folder, _) in sorted(graph.items()):
         look = ', fillcolor="#2f5d8a", color="#2f5d8a", fontcolor=white' if name.startswith("OvP") or name.endswith(
             "ctl") else ""
         label = "entry of the host" if name == "entry" else name
         line = f'{name} [label="{label}"{look}];'
-        (inner if folder.parts[0] == "ovpatch" and not look else lines).append("  " + line)
-    lines += ['  subgraph cluster_ovpatch {', '    label="ovpatch/"; labeljust=l; style="rounded,filled"; margin=12;',
-              f'    color="#c9d6e2"; fillcolor="#f2f6fa"; {FONT}; fontsize=12; fontcolor="#44525f";',
-              *("  " + line for line in inner), "  }"]
+        (lines if look else inner.get(folder.parts[0], lines)).append("  " + line)
+    for folder, nodes in inner.items():
+        lines += [f'  subgraph cluster_{folder} {{', f'    label="{folder}/"; labeljust=l; style="rounded,filled"; margin=12;',
+                  f'    color="#c9d6e2"; fillcolor="#f2f6fa"; {FONT}; fontsize=12; fontcolor="#44525f";',
+                  *("  " + node for node in nodes), "  }"]
     for name, (_, uses) in sorted(graph.items()):
         implied = set().union(*(reached(used) for used in uses))
         # The entry stands aside, so that the others come to stand in one line.

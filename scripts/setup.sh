@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that the named tools come from, where the tools are missing.
-#   scripts/setup.sh build    a compiler, CMake and Ninja
+#   scripts/setup.sh build    a compiler, CMake and Ninja, and the headers that ovpatchctl is built with
 #   scripts/setup.sh check    the same, GoogleTest and clang-format
 #   scripts/setup.sh processors   the compilers for other processors and what runs their programs here
 set -euo pipefail
@@ -14,6 +14,8 @@ need() {
 need g++ g++
 need cmake cmake
 need ninja ninja-build
+[ -e /usr/include/CLI/CLI.hpp ] || packages+=(libcli11-dev)
+[ -e /usr/include/nlohmann/json.hpp ] || packages+=(nlohmann-json3-dev)
 if [ "${1:-build}" = check ]; then
   need git git
   need clang-format clang-format

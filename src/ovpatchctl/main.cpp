@@ -1,0 +1,81 @@
+// The command line of ovpatchctl.
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <memory>
+#include <new>
+
+#include "ovpatchctl/plan/plan_command.h"
+#include "ovpatchctl/report/exit_status.h"
+#include "ovpatchctl/report/report.h"
+#include "platform/tool_entry.h"
+
+namespace ovpatch::ctl {
+
+namespace {
+
+// What the command line chose.
+struct Choice {
+    bool json = false;
+    std::function<int(Report&)> action;  // answers the exit status
+};
+
+// Adds a command with its own options, which live as long as it does, and the options of every command.
+template <typename Options>
+CLI::App* addCommand(CLI::App& app, Choice* choice, const char* name, const char* what, Options** options,
+                     int (*run)(const Options&, Report&)) {
+    CLI::App* command = app.add_subcommand(name, what);
+    command->add_flag("--json", choice->json, "One JSON document instead of text");
+    auto owned = std::make_shared<Options>();
+    *options = owned.get();
+    command->callback([choice, owned, run] {
+        choice->action = [owned, run](Report& report) { return run(*owned, report); };
+    });
+    return command;
+}
+
+void addPlan(CLI::App& app, Choice* choice) {
+    PlanOptions* options = nullptr;
+    CLI::App* command =
+        addCommand(app, choice, "plan", "Tell what a start of OvPatch would do now", &options, planCommand);
+    command->add_option("BASE", options->base, "The base directory, as OvPatch is given it")->required();
+}
+
+int parseAndRun(int count, const char* const* arguments) {
+    CLI::App app("Tells what OvPatch would do, does and has done.", "ovpatchctl");
+    app.set_version_flag("--version", "ovpatchctl " OVPATCH_VERSION);
+    app.require_subcommand(1);
+    Choice choice;
+    addPlan(app, &choice);
+    try {
+        app.parse(count, arguments);
+    } catch (const CLI::CallForVersion& version) {
+        Report(false).line(version.what());
+        return EXIT_DONE;
+    } catch (const CLI::CallForHelp&) {
+        Report(false).write(app.help());
+        return EXIT_DONE;
+    } catch (const CLI::ParseError& error) {
+        throw Failure(EXIT_USAGE, std::string(error.what()) + " (--help tells more)");
+    }
+    Report report(choice.json);
+    const int status = choice.action(report);
+    report.finish();
+    return status;
+}
+
+}  // namespace
+
+}  // namespace ovpatch::ctl
+
+int toolMain(int count, const char* const* arguments) noexcept {
+    using namespace ovpatch::ctl;
+    try {
+        return parseAndRun(count, arguments);
+    } catch (const Failure& failure) {
+        tellError(failure.what());
+        return failure.status();
+    } catch (const std::exception& failure) {
+        tellError(failure.what());
+        return EXIT_SYSTEM;
+    }
+}
