@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <iterator>
 
 #include "fileops/wide_path.h"
 #include "ovpatch/log_lines.h"
@@ -140,6 +141,13 @@ void loadNewPatchAgent(const char* fileName, PatchAgentApi* agent) {
         if (resolveAll(NEW_SLOTS, agent)) return;
     }
     fillWithBuiltIns(NEW_SLOTS, agent);
+}
+
+LPCWSTR agentEntryName(std::int32_t generation, std::size_t index) {
+    const bool isOld = generation == OLD_GENERATION;
+    const std::size_t count = isOld ? std::size(OLD_SLOTS) : std::size(NEW_SLOTS);
+    if (index >= count) return nullptr;
+    return isOld ? OLD_SLOTS[index].name : NEW_SLOTS[index].name;
 }
 
 void unloadPatchAgent(PatchAgentApi* agent) {

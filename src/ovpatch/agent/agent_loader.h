@@ -6,6 +6,7 @@
 #ifndef OVPATCH_OVPATCH_AGENT_AGENT_LOADER_H
 #define OVPATCH_OVPATCH_AGENT_AGENT_LOADER_H
 
+#include <cstddef>
 #include <cstdint>
 
 #include "ovpatch/agent/agent_api.h"
@@ -24,6 +25,10 @@ void loadNewPatchAgent(const char* fileName, PatchAgentApi* agent);
 // Frees the library, if there is one, and clears all slots; the handle and the generation keep their values,
 // so it is called once per load. Harmless on a table that was never filled.
 void unloadPatchAgent(PatchAgentApi* agent);
+
+// The name of the entry of that generation at `index`, in the order in which they are asked for; null behind the
+// last one.
+LPCWSTR agentEntryName(std::int32_t generation, std::size_t index);
 
 // The library's handle, or null when the name does not fit or the library cannot be loaded.
 HMODULE loadLibraryByName(const char* fileName);

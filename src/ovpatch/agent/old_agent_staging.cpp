@@ -38,8 +38,14 @@ void removeAgentIni(const char* path) {
     if (unlink(path, nullptr, nullptr) != FILEOP_OK) unlink(path, nullptr, nullptr);
 }
 
-// The agent file's path with its extension replaced. The last point of the whole path counts, wherever it
-// stands, but never the very first byte. False when the result does not fit.
+void layOut(const char* agentIni, const char* target) {
+    if (!journal().beginPut(target)) return;
+    copyFiles(agentIni, target, true, nullptr, nullptr);
+    journal().endPut(target);
+}
+
+}  // namespace
+
 bool agentIniPath(const char* patchAgentFile, char (&out)[OVPATCH_PATH_SIZE]) {
     char stem[OVPATCH_PATH_SIZE];
     if (boundedStrncpy(stem, patchAgentFile, sizeof stem) == nullptr) return false;
@@ -51,14 +57,6 @@ bool agentIniPath(const char* patchAgentFile, char (&out)[OVPATCH_PATH_SIZE]) {
     }
     return boundedSnprintf(out, sizeof out, "%s%s", stem, ".ini") != 0;
 }
-
-void layOut(const char* agentIni, const char* target) {
-    if (!journal().beginPut(target)) return;
-    copyFiles(agentIni, target, true, nullptr, nullptr);
-    journal().endPut(target);
-}
-
-}  // namespace
 
 OldAgentStaging::OldAgentStaging(const char* destination, const char* patchAgentFile)
     : rootDirectory_{}, sourceIniPath_{}, sourceDirectory_{}, rootAgentIniPath_{}, baseAgentIniPath_{} {

@@ -119,6 +119,13 @@ void enterBackupDir(const ItemCopyContext& context, const char* backupDirectory)
     }
 }
 
+bool ledgerCanHold(const char* path) {
+    constexpr char TRIMMED[] = " \t\r\f";
+    const std::size_t length = std::strlen(path);
+    return length > 0 && std::strchr(path, '\n') == nullptr && std::strchr(TRIMMED, path[0]) == nullptr &&
+           std::strchr(TRIMMED, path[length - 1]) == nullptr;
+}
+
 bool isBackupCopyName(const char* name) {
     return *name != '\0' && std::strcmp(name, ".") != 0 && std::strcmp(name, "..") != 0 && !hasWildcard(name);
 }

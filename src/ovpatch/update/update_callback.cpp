@@ -33,15 +33,6 @@ std::int32_t fail(const char* message) {
     return FAILED;
 }
 
-// A ledger is lines of text whose ends are trimmed: a path with a line feed, or with white space at an end,
-// would come back as another file's.
-bool ledgerCanHold(const char* path) {
-    constexpr char TRIMMED[] = " \t\r\f";
-    const std::size_t length = std::strlen(path);
-    return length > 0 && std::strchr(path, '\n') == nullptr && std::strchr(TRIMMED, path[0]) == nullptr &&
-           std::strchr(TRIMMED, path[length - 1]) == nullptr;
-}
-
 bool stage(const char* source, const char* directory, const char* staged) {
     if (!openStagingArea(directory) || !beginStaged(directory, staged)) return false;
     const bool done = copyFiles(source, staged, true, nullptr, nullptr) == 0;

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <memory>
 
+#include "platform/library_lookup.h"
 #include "platform/posix/errors.h"
 #include "platform/posix/host_path.h"
 #include "platform/posix/library_file.h"
@@ -68,6 +69,28 @@ bool findInSearchedDirectories(const char* name, char (&path)[PATH_MAX]) {
     return false;
 }
 
+enum class Place {
+    NO_PATH,  // the name cannot be one; the last error is set
+    FILE,     // in `file`: there or not, nothing else is taken for it
+    UNKNOWN,  // at most the host's cache of libraries knows it; `file` is the name itself
+};
+
+// Where the host would look for the library of that name.
+Place findLibrary(LPCWSTR devicePath, char (&file)[PATH_MAX]) {
+    HostPath path;
+    if (devicePath == nullptr || *devicePath == 0) {
+        fail(ERROR_MOD_NOT_FOUND);
+        return Place::NO_PATH;
+    }
+    if (!path.assign(devicePath)) return Place::NO_PATH;
+    if (path.lastName() == path.cStr()) {
+        if (buildPathBesideProgram(path.cStr(), file) && mayExist(file)) return Place::FILE;
+        if (findInSearchedDirectories(path.cStr(), file)) return Place::FILE;
+    }
+    std::memcpy(file, path.cStr(), std::strlen(path.cStr()) + 1);
+    return path.lastName() == path.cStr() ? Place::UNKNOWN : Place::FILE;
+}
+
 // Bytes of an entry's name; false when it does not fit or cannot be converted.
 template <std::size_t size>
 bool encodeName(LPCWSTR name, char (&bytes)[size]) {
@@ -90,18 +113,25 @@ bool isOwnSymbol(HMODULE library, void* symbol) {
 using namespace ovpatch::posix;
 
 HMODULE LoadLibraryW(LPCWSTR devicePath) {
-    if (devicePath == nullptr || *devicePath == 0) {
-        fail(ERROR_MOD_NOT_FOUND);
-        return nullptr;
+    char file[PATH_MAX];
+    switch (findLibrary(devicePath, file)) {
+        case Place::FILE:
+            return loadFile(file);
+        case Place::UNKNOWN:
+            return load(file, ERROR_MOD_NOT_FOUND);
+        case Place::NO_PATH:
+            break;
     }
-    HostPath path;
-    if (!path.assign(devicePath)) return nullptr;
-    if (path.lastName() != path.cStr()) return loadFile(path.cStr());
-    char found[PATH_MAX];
-    if (buildPathBesideProgram(path.cStr(), found) && mayExist(found)) return loadFile(found);
-    if (findInSearchedDirectories(path.cStr(), found)) return loadFile(found);
-    // What only the host's cache of libraries knows.
-    return load(path.cStr(), ERROR_MOD_NOT_FOUND);
+    return nullptr;
+}
+
+bool platform::findLibraryFile(LPCWSTR name, char* path, std::size_t size) {
+    char file[PATH_MAX];
+    if (findLibrary(name, file) != Place::FILE || !mayExist(file)) return false;
+    const std::size_t length = std::strlen(file);
+    if (length >= size) return fail(ERROR_FILENAME_EXCED_RANGE);
+    std::memcpy(path, file, length + 1);
+    return true;
 }
 
 FARPROC GetProcAddressW(HMODULE library, LPCWSTR name) {

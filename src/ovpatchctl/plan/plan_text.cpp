@@ -1,0 +1,97 @@
+#include "ovpatchctl/plan/plan_text.h"
+
+#include "ovpatchctl/report/texts.h"
+
+namespace ovpatch::ctl {
+
+namespace {
+
+constexpr std::size_t WORD_WIDTH = 10;
+
+std::string padded(std::string word) {
+    word.resize(std::max(word.size() + 1, WORD_WIDTH), ' ');
+    return word;
+}
+
+const char* className(std::int32_t itemClass) {
+    switch (itemClass) {
+        case OVPATCH_CLASS_PRODUCT:
+            return "product";
+        case OVPATCH_CLASS_ENGINE:
+            return "engine";
+        case OVPATCH_CLASS_PATTERN:
+            return "pattern";
+        default:
+            return "item";
+    }
+}
+
+std::string itemName(const ItemPlan& item) {
+    return className(item.itemClass) + (" " + std::to_string(static_cast<std::uint32_t>(item.itemClass))) + "/" +
+           std::to_string(static_cast<std::uint32_t>(item.itemType));
+}
+
+// From which version to which.
+std::string wayOf(const ItemPlan& item, Action action) {
+    const bool isBack = action == Action::ROLLBACK;
+    const ItemVersion& from = !isBack ? item.originVersion : item.isRecorded ? item.recordedResult : item.resultVersion;
+    const ItemVersion& to = !isBack ? item.resultVersion : item.isRecorded ? item.recordedOrigin : item.originVersion;
+    return versionText(item.itemClass, from) + " to " + versionText(item.itemClass, to);
+}
+
+template <typename Counted>
+std::string countsOf(const Counted& counted) {
+    std::string text;
+    for (const Act act : {Act::ADDED, Act::REPLACED, Act::SAME, Act::RESTORED, Act::REMOVED, Act::KEPT, Act::FAILING}) {
+        if (counted.count(act) == 0) continue;
+        text += (text.empty() ? "" : ", ") + std::to_string(counted.count(act)) + " " + nameOf(act);
+    }
+    return text.empty() ? "no files" : text;
+}
+
+void tellHead(const Plan& plan, Report& report) {
+    if (plan.action == Action::NONE) return;
+    std::string line = plan.action == Action::UPDATE ? "Update" : "Rollback";
+    if (!plan.backup && plan.action == Action::UPDATE) line += " without a backup: no rollback can undo it";
+    report.line(line);
+    if (!plan.agent || plan.agent->state != AgentState::COMPLETE) return;
+    report.line("  agent " + shown(plan.agent->file) + ": has all entries of the " +
+                (plan.agent->generation == 0 ? "old" : "new") + " generation (" + plan.agent->kind + ")");
+}
+
+void tellItem(const ItemPlan& item, Action action, Report& report) {
+    report.line("  " + itemName(item) + " in " + shown(item.destination) + ", " + wayOf(item, action) + ": " +
+                countsOf(item));
+    for (const FilePlan& file : item.files)
+        report.line("    " + padded(nameOf(file.act)) + shown(file.path));
+}
+
+void tellFinding(const Finding& finding, Report& report) {
+    const std::string word = finding.isFailure ? "fails with " + std::to_string(finding.result) : "remark";
+    const std::string path = finding.path.empty() ? "" : shown(finding.path) + ": ";
+    report.line(word + ": " + path + finding.text);
+}
+
+void tellEnd(const Plan& plan, Report& report) {
+    if (!plan.result) return report.line("A start would leave no result.");
+    const std::string result = "A start would end with result " + std::to_string(*plan.result);
+    if (plan.fails())
+        report.line(result + (plan.items.empty() ? "." : ", and everything is undone."));
+    else if (plan.action == Action::NONE)
+        report.line(result + ", and do nothing.");
+    else
+        report.line(result + (plan.agent ? ", if the agent agrees: " : ": ") + countsOf(plan) + ".");
+}
+
+}  // namespace
+
+void tell(const Plan& plan, Report& report) {
+    tellHead(plan, report);
+    for (const ItemPlan& item : plan.items)
+        tellItem(item, plan.action, report);
+    for (const Finding& finding : plan.findings)
+        tellFinding(finding, report);
+    tellEnd(plan, report);
+}
+
+}  // namespace ovpatch::ctl

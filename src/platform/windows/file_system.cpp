@@ -1,0 +1,18 @@
+#include "platform/file_system.h"
+
+bool platform::mayMakeEntries(LPCWSTR) {
+    return true;
+}
+
+bool platform::roomAt(LPCWSTR directory, FileSystemRoom* room) {
+    WCHAR volume[MAX_PATH];
+    ULARGE_INTEGER bytes;
+    DWORD serial = 0;
+    if (GetVolumePathNameW(directory, volume, MAX_PATH) == FALSE ||
+        GetVolumeInformationW(volume, nullptr, 0, &serial, nullptr, nullptr, nullptr, 0) == FALSE ||
+        GetDiskFreeSpaceExW(directory, &bytes, nullptr, nullptr) == FALSE)
+        return false;
+    room->fileSystem = serial;
+    room->freeBytes = bytes.QuadPart;
+    return true;
+}
