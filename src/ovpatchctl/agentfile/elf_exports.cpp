@@ -80,7 +80,8 @@ void ElfFile::readParts() {
         const std::uint64_t at = begin + i * size;
         if (at < begin || !file_.holds(at, size)) throw DamagedFile();
         const Part part = {file_.word(at), file_.number(at + (is64_ ? 8 : 4), word_),
-                           file_.number(at + (is64_ ? 16 : 8), word_), file_.number(at + (is64_ ? 32 : 16), word_)};
+                           file_.number(at + (is64_ ? 16 : 8), word_),
+                           file_.number(at + (is64_ ? 32 : 16), word_)};
         if (part.type != PART_LOAD && part.type != PART_DYNAMIC) continue;
         if (!file_.holds(part.offset, part.size)) throw DamagedFile();
         parts_.push_back(part);
@@ -165,7 +166,8 @@ void ElfFile::meetSymbols(WantedNames* names) const {
 
 }  // namespace
 
-platform::ImageKind readElf(const std::uint8_t* bytes, std::uint64_t size, bool* isLibrary, WantedNames* names) {
+platform::ImageKind readElf(const std::uint8_t* bytes, std::uint64_t size, bool* isLibrary,
+                            WantedNames* names) {
     const ByteView ident(bytes, size, false);
     const std::uint8_t bits = ident.byte(4);
     const std::uint8_t order = ident.byte(5);
@@ -173,7 +175,8 @@ platform::ImageKind readElf(const std::uint8_t* bytes, std::uint64_t size, bool*
         throw DamagedFile();
     const ByteView file(bytes, size, order == DATA_HIGH_FIRST);
     ElfFile elf(file, bits == CLASS_64);
-    const platform::ImageKind kind = {true, bits == CLASS_64 ? 64u : 32u, order == DATA_HIGH_FIRST, elf.machine()};
+    const platform::ImageKind kind = {true, bits == CLASS_64 ? 64u : 32u, order == DATA_HIGH_FIRST,
+                                      elf.machine()};
     elf.readParts();
     *isLibrary = elf.type() == TYPE_SHARED && elf.hasDynamic();
     if (!*isLibrary) return kind;

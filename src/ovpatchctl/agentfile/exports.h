@@ -27,10 +27,12 @@ private:
     std::size_t longest_ = 0;
 };
 
-// Both read a file of their format, to its end where it is damaged: DamagedFile. The answer of the first is what
-// the format's head says; `isLibrary` becomes false for what cannot be loaded into a process.
-platform::ImageKind readElf(const std::uint8_t* bytes, std::uint64_t size, bool* isLibrary, WantedNames* names);
-platform::ImageKind readPe(const std::uint8_t* bytes, std::uint64_t size, bool* isLibrary, WantedNames* names);
+// Both read a file of their format, to its end where it is damaged: DamagedFile. The answer of the first is
+// what the format's head says; `isLibrary` becomes false for what cannot be loaded into a process.
+platform::ImageKind readElf(const std::uint8_t* bytes, std::uint64_t size, bool* isLibrary,
+                            WantedNames* names);
+platform::ImageKind readPe(const std::uint8_t* bytes, std::uint64_t size, bool* isLibrary,
+                           WantedNames* names);
 
 }  // namespace ovpatch::ctl
 

@@ -37,11 +37,11 @@ struct MachineName {
 };
 
 constexpr MachineName MACHINES[] = {
-    {true, 3, "x86"},          {true, 8, "MIPS"},         {true, 20, "PowerPC"},     {true, 21, "PowerPC"},
-    {true, 22, "s390"},        {true, 40, "ARM"},         {true, 42, "SuperH"},      {true, 62, "x86-64"},
-    {true, 183, "ARM"},        {true, 243, "RISC-V"},     {false, 0x14c, "x86"},     {false, 0x166, "MIPS"},
-    {false, 0x1a2, "SuperH"},  {false, 0x1a6, "SuperH"},  {false, 0x1c0, "ARM"},     {false, 0x1c2, "ARM"},
-    {false, 0x1c4, "ARM"},     {false, 0x8664, "x86-64"}, {false, 0xaa64, "ARM"},
+    {true, 3, "x86"},         {true, 8, "MIPS"},         {true, 20, "PowerPC"},  {true, 21, "PowerPC"},
+    {true, 22, "s390"},       {true, 40, "ARM"},         {true, 42, "SuperH"},   {true, 62, "x86-64"},
+    {true, 183, "ARM"},       {true, 243, "RISC-V"},     {false, 0x14c, "x86"},  {false, 0x166, "MIPS"},
+    {false, 0x1a2, "SuperH"}, {false, 0x1a6, "SuperH"},  {false, 0x1c0, "ARM"},  {false, 0x1c2, "ARM"},
+    {false, 0x1c4, "ARM"},    {false, 0x8664, "x86-64"}, {false, 0xaa64, "ARM"},
 };
 
 }  // namespace

@@ -15,10 +15,10 @@ using NameSet = std::set<std::string, std::less<>>;
 struct LibraryFile {
     enum class Verdict {
         READ,
-        UNREADABLE,   // no regular file, or one that cannot be read whole
-        NO_LIBRARY,   // of no known format, or a program
-        DAMAGED,      // it does not hold what it says
-        OTHER_HOST,   // a library for another processor or system
+        UNREADABLE,  // no regular file, or one that cannot be read whole
+        NO_LIBRARY,  // of no known format, or a program
+        DAMAGED,     // it does not hold what it says
+        OTHER_HOST,  // a library for another processor or system
     };
 
     Verdict verdict = Verdict::UNREADABLE;

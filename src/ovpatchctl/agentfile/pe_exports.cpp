@@ -92,7 +92,8 @@ void PeFile::meetExports(WantedNames* names) const {
 
 }  // namespace
 
-platform::ImageKind readPe(const std::uint8_t* bytes, std::uint64_t size, bool* isLibrary, WantedNames* names) {
+platform::ImageKind readPe(const std::uint8_t* bytes, std::uint64_t size, bool* isLibrary,
+                           WantedNames* names) {
     const ByteView file(bytes, size, false);
     PeFile pe(file);
     const platform::ImageKind kind = {false, pe.bits(), false, pe.machine()};

@@ -79,9 +79,10 @@ std::string complaintOf(const AgentPlan& agent) {
         case AgentState::OTHER_HOST:
             return "the agent is for another system (" + agent.kind + ")";
         case AgentState::OTHER_GENERATION:
-            return agent.generation == OLD_GENERATION
-                       ? "the agent is one of the new generation, and patchagent.version=0 asks for an old one"
-                       : "the agent is one of the old generation, and patchagent.version=1 asks for a new one";
+            return agent.generation == OLD_GENERATION ? "the agent is one of the new generation, and "
+                                                        "patchagent.version=0 asks for an old one"
+                                                      : "the agent is one of the old generation, and "
+                                                        "patchagent.version=1 asks for a new one";
         default:
             break;
     }

@@ -29,24 +29,18 @@ bool isOneFile(const platform::FileState& left, const platform::FileState& right
 
 }  // namespace
 
-bool isReadOnlyFile(const std::string& path) {
-    const WidePath wide(path.c_str());
-    const DWORD attributes = wide.fits() ? GetFileAttributesW(wide.text()) : INVALID_FILE_ATTRIBUTES;
-    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0 &&
-           (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
-}
-
 std::optional<Refusal> refusesCopy(World* world, const std::string& source, const std::string& target) {
     if (world->at(source) != Stand::FILE) return Refusal{"source-unreadable", "the new file cannot be read"};
     if (!WidePath(target.c_str()).fits() || hasWildcard(target.c_str()))
         return Refusal{"bad-path", "the device can have no file of that path"};
     if (world->isUntouched(target)) {
         const platform::FileState old = stateOfFile(target.c_str());
-        if (!isReplaceable(old)) return Refusal{"in-the-way", "something that is no file stands in its place"};
-        if (isReadOnlyFile(target)) return Refusal{"read-only", "the file is read-only"};
+        if (!isReplaceable(old))
+            return Refusal{"in-the-way", "something that is no file stands in its place"};
         if (old.exists && isOneFile(stateOfFile(source.c_str()), old))
             return Refusal{"one-file", "the new file is the old one, under another name"};
     }
+    if (world->isReadOnly(target)) return Refusal{"read-only", "the file is read-only"};
     const ByteString directory = directoryPart(target.c_str());
     if (const char* reason = world->refusesEntries(directory.cStr())) return Refusal{"not-writable", reason};
     return std::nullopt;

@@ -15,9 +15,6 @@ struct Refusal {
     std::string text;
 };
 
-// Whether the file may be read but not written. False for what is not there.
-bool isReadOnlyFile(const std::string& path);
-
 // Why a copy of `source` cannot take the place of `target`, or come to stand there.
 std::optional<Refusal> refusesCopy(World* world, const std::string& source, const std::string& target);
 

@@ -15,12 +15,12 @@ namespace ovpatch::ctl {
 
 // Something that whoever starts the run has to know.
 struct Finding {
-    const char* kind;  // a fixed word for scripts, as "read-only"
-    std::string text;  // for people, UTF-8; without the path
-    std::string path;  // the file or directory, device text; may be empty
-    bool isFailure;    // it ends the run, else a remark
-    std::int32_t result;  // of a failure: what the run ends with when it is the first
-    std::optional<std::size_t> item;     // the item's place in the plan
+    const char* kind;                 // a fixed word for scripts, as "read-only"
+    std::string text;                 // for people, UTF-8; without the path
+    std::string path;                 // the file or directory, device text; may be empty
+    bool isFailure;                   // it ends the run, else a remark
+    std::int32_t result;              // of a failure: what the run ends with when it is the first
+    std::optional<std::size_t> item;  // the item's place in the plan
 };
 
 // What becomes of one file when the run ends with 0.
@@ -97,7 +97,8 @@ struct Plan {
     std::vector<Finding> findings;
 
     // A remark.
-    void remark(const char* kind, std::string text, std::string path = {}, std::optional<std::size_t> item = {});
+    void remark(const char* kind, std::string text, std::string path = {},
+                std::optional<std::size_t> item = {});
     // What ends the run: the first one decides its result.
     void fail(const char* kind, std::int32_t itsResult, std::string text, std::string path = {},
               std::optional<std::size_t> item = {});

@@ -6,7 +6,7 @@ namespace ovpatch::ctl {
 
 namespace {
 
-constexpr Act ALL_ACTS[] = {Act::ADDED,    Act::REPLACED, Act::SAME,   Act::RESTORED,
+constexpr Act ALL_ACTS[] = {Act::ADDED,   Act::REPLACED, Act::SAME,   Act::RESTORED,
                             Act::REMOVED, Act::KEPT,     Act::FAILING};
 
 Json versionsJson(std::int32_t itemClass, const ItemVersion& origin, const ItemVersion& result) {
@@ -69,7 +69,8 @@ Json jsonOf(const Plan& plan) {
         json["items"].push_back(itemJson(item));
     json["rooms"] = Json::array();
     for (const RoomPlan& room : plan.rooms)
-        json["rooms"].push_back({{"directory", utf8(room.directory)}, {"needed", room.needed}, {"free", room.free}});
+        json["rooms"].push_back(
+            {{"directory", utf8(room.directory)}, {"needed", room.needed}, {"free", room.free}});
     json["findings"] = Json::array();
     for (const Finding& finding : plan.findings)
         json["findings"].push_back(findingJson(finding));

@@ -27,22 +27,27 @@ const char* className(std::int32_t itemClass) {
 }
 
 std::string itemName(const ItemPlan& item) {
-    return className(item.itemClass) + (" " + std::to_string(static_cast<std::uint32_t>(item.itemClass))) + "/" +
-           std::to_string(static_cast<std::uint32_t>(item.itemType));
+    return className(item.itemClass) + (" " + std::to_string(static_cast<std::uint32_t>(item.itemClass))) +
+           "/" + std::to_string(static_cast<std::uint32_t>(item.itemType));
 }
 
 // From which version to which.
 std::string wayOf(const ItemPlan& item, Action action) {
     const bool isBack = action == Action::ROLLBACK;
-    const ItemVersion& from = !isBack ? item.originVersion : item.isRecorded ? item.recordedResult : item.resultVersion;
-    const ItemVersion& to = !isBack ? item.resultVersion : item.isRecorded ? item.recordedOrigin : item.originVersion;
+    const ItemVersion& from = !isBack           ? item.originVersion
+                              : item.isRecorded ? item.recordedResult
+                                                : item.resultVersion;
+    const ItemVersion& to = !isBack           ? item.resultVersion
+                            : item.isRecorded ? item.recordedOrigin
+                                              : item.originVersion;
     return versionText(item.itemClass, from) + " to " + versionText(item.itemClass, to);
 }
 
 template <typename Counted>
 std::string countsOf(const Counted& counted) {
     std::string text;
-    for (const Act act : {Act::ADDED, Act::REPLACED, Act::SAME, Act::RESTORED, Act::REMOVED, Act::KEPT, Act::FAILING}) {
+    for (const Act act :
+         {Act::ADDED, Act::REPLACED, Act::SAME, Act::RESTORED, Act::REMOVED, Act::KEPT, Act::FAILING}) {
         if (counted.count(act) == 0) continue;
         text += (text.empty() ? "" : ", ") + std::to_string(counted.count(act)) + " " + nameOf(act);
     }

@@ -7,8 +7,8 @@
 
 namespace ovpatch::ctl {
 
-// Remarks on the items of an update whose record could not be kept, or would spoil the way back, and notes what is
-// recorded of each.
+// Remarks on the items of an update whose record could not be kept, or would spoil the way back, and notes
+// what is recorded of each.
 void checkRecords(World* world, Plan* plan);
 
 }  // namespace ovpatch::ctl

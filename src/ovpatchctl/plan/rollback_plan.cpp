@@ -82,7 +82,7 @@ void RollbackPlanner::planAdded(const std::string& path) {
         keep("gone", "the update had added the file, and it is gone already", path);
     } else if (stands == Stand::DIRECTORY) {
         keep("in-the-way", "a directory stands in the place of the file; it goes if it is empty", path);
-    } else if (world_->isUntouched(path) && isReadOnlyFile(path)) {
+    } else if (world_->isReadOnly(path)) {
         keep("read-only", "the file is read-only and stays", path);
     } else if (const char* reason = world_->refusesEntries(directoryPart(path.c_str()).cStr())) {
         keep("not-writable", reason, path);
@@ -101,19 +101,21 @@ void RollbackPlanner::planWritten(const char* entry, bool hasCopy) {
     }
     if (!saveState(path)) return;
     if (splitString(entry, ',').stringCount() > 2)
-        plan_->remark("comma", "the ledger's entry has a comma in its path: its front part alone is taken", path,
-                      index_);
+        plan_->remark("comma", "the ledger's entry has a comma in its path: its front part alone is taken",
+                      path, index_);
     if (!hasCopy) return keep("copy-missing", "its copy is missing: the file stays as it is", path);
     if (world_->isDirectory(path))
-        return keep("in-the-way", "a directory stands in the place of the file; its copy comes to lie in there", path);
+        return keep("in-the-way",
+                    "a directory stands in the place of the file; its copy comes to lie in there", path);
     std::optional<Refusal> refusal = refusesCopy(world_, copy, path);
     if (refusal && world_->at(directoryPart(path.c_str()).cStr()) == Stand::NOTHING &&
         world_->makeDirectory(directoryPart(path.c_str()).cStr()) == nullptr)
         refusal = refusesCopy(world_, copy, path);
-    if (refusal) return keep(refusal->kind, "the file cannot be put back, and its copy goes all the same", path);
+    if (refusal)
+        return keep(refusal->kind, "the file cannot be put back, and its copy goes all the same", path);
     current().files.push_back({Act::RESTORED, path});
+    world_->copyFile(copy, path);
     world_->remove(copy);
-    world_->makeFile(path);
 }
 
 bool RollbackPlanner::copyStands(const char* entry) {
@@ -167,7 +169,8 @@ void RollbackPlanner::planItem(const UpdateItem& item) {
                           ", the manifest names " + versionText(item.itemClass, item.resultVersion),
                       ledger.path(), index_);
     if (ledger.isReadOnly())
-        plan_->remark("ledger-read-only", "the ledger is read-only: it will name the item still", ledger.path(), index_);
+        plan_->remark("ledger-read-only", "the ledger is read-only: it will name the item still",
+                      ledger.path(), index_);
     planRecord(*record);
 }
 

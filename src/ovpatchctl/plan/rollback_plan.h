@@ -8,8 +8,8 @@
 
 namespace ovpatch::ctl {
 
-// Puts into `plan`, whose result is 0, what the items lead to when the agent agrees to everything. It goes on behind
-// a failure, so that all of them are told.
+// Puts into `plan`, whose result is 0, what the items lead to when the agent agrees to everything. It goes on
+// behind a failure, so that all of them are told.
 void planRollback(const UpdateStru& update, World* world, Plan* plan);
 
 }  // namespace ovpatch::ctl

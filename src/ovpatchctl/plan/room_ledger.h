@@ -26,7 +26,6 @@ public:
     void tell(Plan* plan) const;
 
 private:
-
     World* world_;
     std::map<std::string, std::uint64_t> systems_;  // by directory
     std::map<std::uint64_t, RoomPlan> rooms_;

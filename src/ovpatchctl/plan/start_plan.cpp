@@ -70,17 +70,20 @@ std::string below(const std::string& base, const char* file) {
 
 void checkBase(World* world, Plan* plan) {
     const std::string result = below(plan->base, "OV_Temp");
-    if (world->at(result) != Stand::DIRECTORY || world->refusesEntries(result) != nullptr)
+    if (world->at(result) != Stand::DIRECTORY)
+        plan->result.reset();
+    else if (world->refusesEntries(result) != nullptr)
         plan->remark("result", "the result cannot be written here", result);
     if (const char* reason = world->makeDirectory(below(plan->base, "OV_Log")))
         plan->remark("log", std::string("the log cannot be written: ") + reason, below(plan->base, "OV_Log"));
     const std::string journal = below(plan->base, JOURNAL_NAME);
     if (patchSession().recovery != 0 && world->at(journal) != Stand::NOTHING) {
         plan->isCutOff = true;
-        plan->remark("cut-off",
-                     "a run was cut off or is still on: a start first puts back the state before it, and what is told "
-                     "here of files can differ then",
-                     journal);
+        plan->remark(
+            "cut-off",
+            "a run was cut off or is still on: a start first puts back the state before it, and what is told "
+            "here of files can differ then",
+            journal);
     }
 }
 
@@ -97,7 +100,8 @@ void planItems(KxIniUtil& document, World* world, Plan* plan) {
                           "the manifest has no items", below(plan->base, MANIFEST));
     const std::int32_t generation = manifest.update.patchAgentVersion;
     if (generation != OLD_GENERATION && generation != NEW_GENERATION)
-        return plan->fail("generation", RESULT_INVALID, "patchagent.version names no known generation of agents",
+        return plan->fail("generation", RESULT_INVALID,
+                          "patchagent.version names no known generation of agents",
                           below(plan->base, MANIFEST));
     plan->backup = manifest.update.backup != 0;
     planAgent(manifest.update.patchAgentFile, generation, plan);
@@ -108,7 +112,8 @@ void planItems(KxIniUtil& document, World* world, Plan* plan) {
 void planManifest(World* world, Plan* plan) {
     const std::string path = below(plan->base, MANIFEST);
     if (path.empty())
-        return plan->fail("base-too-long", RESULT_NO_ACTION, "the path of the manifest is too long", plan->base);
+        return plan->fail("base-too-long", RESULT_NO_ACTION, "the path of the manifest is too long",
+                          plan->base);
     if (!pathExists(path.c_str()))
         return plan->fail("no-manifest", RESULT_NO_ACTION, "there is no manifest", path);
     KxIniUtil document(path.c_str(), ';', false);
@@ -131,8 +136,8 @@ Plan planStart(const std::string& base) {
     plan.base = settleBase(base);
     PatchSession& session = patchSession();
     if (boundedStrncpy(session.baseDirectory, plan.base.c_str(), sizeof session.baseDirectory) == nullptr) {
-        plan.fail("base-too-long", RESULT_NO_ACTION, "the path is too long: the program would not start to work",
-                  plan.base);
+        plan.fail("base-too-long", RESULT_NO_ACTION,
+                  "the path is too long: the program would not start to work", plan.base);
         return plan;
     }
     if (!isDirectory(plan.base.empty() ? "." : plan.base.c_str()))

@@ -8,8 +8,8 @@
 
 namespace ovpatch::ctl {
 
-// What `OvPatch <base>` would do now. `base` is device text. Throws a Failure when there is no such directory. To be
-// called once in a process, whose settings it makes those of the base directory.
+// What `OvPatch <base>` would do now. `base` is device text. Throws a Failure when there is no such
+// directory. To be called once in a process, whose settings it makes those of the base directory.
 Plan planStart(const std::string& base);
 
 }  // namespace ovpatch::ctl

@@ -12,7 +12,7 @@ namespace ovpatch::ctl {
 class StoredLedger {
 public:
     enum class State {
-        NO_PATH,     // its path does not fit
+        NO_PATH,  // its path does not fit
         MISSING,
         UNREADABLE,  // it is there, or may be, and is no ledger that can be read
         READ,

@@ -140,18 +140,20 @@ void UpdatePlanner::stageForOldAgent(const std::string& source) {
         joinPath(staged, sizeof staged, directory, name.cStr()) != 0 ||
         world_->makeDirectory(directory) != nullptr)
         return;
-    if (!refusesCopy(world_, source, staged)) world_->makeFile(staged);
+    if (!refusesCopy(world_, source, staged)) world_->copyFile(source, staged);
 }
 
 // In the order in which a run finds out.
-std::optional<Refusal> UpdatePlanner::refuses(const std::string& source, const std::string& target, Stand stands) {
+std::optional<Refusal> UpdatePlanner::refuses(const std::string& source, const std::string& target,
+                                              Stand stands) {
     if (stands == Stand::UNKNOWN) return Refusal{"unknown", "what stands there cannot be looked at"};
     if (stands == Stand::DIRECTORY) return Refusal{"in-the-way", "a directory stands in its place"};
     if (target.size() >= PATH_SIZE) return Refusal{"path-too-long", "the path is too long"};
     if (!ledgerCanHold(target.c_str())) return Refusal{"name", "a ledger cannot hold this path"};
     if (isOld()) stageForOldAgent(source);
     if (stands == Stand::FILE) {
-        if (const char* reason = names_.takeName()) return Refusal{"copy", std::string("it cannot be saved: ") + reason};
+        if (const char* reason = names_.takeName())
+            return Refusal{"copy", std::string("it cannot be saved: ") + reason};
     }
     return refusesCopy(world_, source, target);
 }
@@ -160,7 +162,8 @@ void UpdatePlanner::takeRoom(const std::string& source, const std::string& targe
     const std::string directory = directoryPart(target.c_str()).cStr();
     const platform::FileState old = isReplaced ? stateOfFile(target.c_str()) : platform::FileState();
     room_.take(directory, stateOfFile(source.c_str()).size);
-    // Where the copy is a second name of the file, or the file is written in place, no more than this is taken.
+    // Where the copy is a second name of the file, or the file is written in place, no more than this is
+    // taken.
     const bool isOneSystem = room_.fileSystemOf(directory) == room_.fileSystemOf(names_.directory());
     const bool isPlain = old.names <= 1 && !old.isLink;
     if (isReplaced && !(isOneSystem && isPlain)) room_.take(names_.directory(), old.size);
@@ -171,14 +174,14 @@ void UpdatePlanner::noteFile(const std::string& source, const std::string& targe
     const bool isSame = isReplaced && world_->isUntouched(target) && holdTheSame(source, target);
     current().files.push_back({isSame ? Act::SAME : isReplaced ? Act::REPLACED : Act::ADDED, target});
     takeRoom(source, target, isReplaced && world_->isUntouched(target));
-    world_->makeFile(target);
+    world_->copyFile(source, target);
     if (isReplaced && target.find(',') != std::string::npos)
         plan_->remark("comma", "a rollback will not find a file with a comma in its path", target, index_);
     if (stands == Stand::NOT_READABLE)
         plan_->remark("not-saved", "the file cannot be read: it is replaced and not saved", target, index_);
-    if (isReadOnlyFile(source))
-        plan_->remark("read-only-source", "the new file is read-only: no undo and no rollback can replace it", target,
-                      index_);
+    if (world_->isReadOnly(source))
+        plan_->remark("read-only-source", "the new file is read-only: no undo and no rollback can replace it",
+                      target, index_);
 }
 
 void UpdatePlanner::planFile(const std::string& source, const std::string& target) {
@@ -224,7 +227,7 @@ void planStaging(const UpdateStru& update, World* world) {
         return;
     for (const char* directory : {destination, static_cast<const char*>(patchSession().baseDirectory)}) {
         if (joinPath(file, sizeof file, directory, "PatchDll.ini") == 0 && !refusesCopy(world, own, file))
-            world->makeFile(file);
+            world->copyFile(own, file);
     }
 }
 

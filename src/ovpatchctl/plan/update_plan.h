@@ -8,8 +8,8 @@
 
 namespace ovpatch::ctl {
 
-// Puts into `plan`, whose result is 0, what the items lead to when the agent agrees to everything and leaves its
-// paths as they are. It goes on behind a failure, so that all of them are told.
+// Puts into `plan`, whose result is 0, what the items lead to when the agent agrees to everything and leaves
+// its paths as they are. It goes on behind a failure, so that all of them are told.
 void planUpdate(const UpdateStru& update, World* world, Plan* plan);
 
 // What an old agent finds laid out for it: to be called before either plan.

@@ -58,6 +58,13 @@ Stand look(const std::string& path) {
                : Stand::NOTHING;
 }
 
+bool isReadOnlyNow(const std::string& path) {
+    const WidePath wide(path.c_str());
+    const DWORD attributes = wide.fits() ? GetFileAttributesW(wide.text()) : INVALID_FILE_ATTRIBUTES;
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0 &&
+           (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+}
+
 }  // namespace
 
 // A directory that stands there has the same key under all its names.
@@ -85,15 +92,25 @@ std::string World::key(const std::string& path) {
     return directoryKey(parts.directory) + '\\' + folded(parts.name);
 }
 
-std::optional<Stand> World::changed(const std::string& path) {
+std::optional<World::Entry> World::changed(const std::string& path) {
     if (changes_.empty()) return std::nullopt;
     const auto found = changes_.find(key(path));
     return found == changes_.end() ? std::nullopt : std::optional(found->second);
 }
 
 Stand World::at(const std::string& path) {
-    if (const std::optional<Stand> change = changed(path)) return *change;
+    if (const std::optional<Entry> change = changed(path)) return change->stands;
     return look(path);
+}
+
+bool World::isReadOnly(const std::string& path) {
+    if (const std::optional<Entry> change = changed(path)) return change->isReadOnly;
+    return isReadOnlyNow(path);
+}
+
+void World::copyFile(const std::string& source, const std::string& target) {
+    const bool isReadOnlyToo = isReadOnly(source);
+    changes_[key(target)] = {Stand::FILE, isReadOnlyToo};
 }
 
 std::string World::standingDirectory(const std::string& path) {
@@ -120,7 +137,7 @@ const char* World::makeDirectory(const std::string& path) {
     const Split parts = split(whole);
     if (const char* reason = makeDirectory(parts.directory)) return reason;
     if (const char* reason = refusesEntries(parts.directory)) return reason;
-    changes_[key(whole)] = Stand::DIRECTORY;
+    changes_[key(whole)] = {Stand::DIRECTORY, false};
     return nullptr;
 }
 

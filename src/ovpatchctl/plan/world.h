@@ -1,5 +1,5 @@
-// The device as a run would find it in its course: what stands there now, and over it what the run would have made
-// and removed by then. Nothing is ever written.
+// The device as a run would find it in its course: what stands there now, and over it what the run would have
+// made and removed by then. Nothing is ever written.
 #ifndef OVPATCH_OVPATCHCTL_PLAN_WORLD_H
 #define OVPATCH_OVPATCHCTL_PLAN_WORLD_H
 
@@ -11,10 +11,10 @@ namespace ovpatch::ctl {
 
 enum class Stand {
     NOTHING,
-    FILE,           // that can be opened for reading
+    FILE,  // that can be opened for reading
     DIRECTORY,
-    NOT_READABLE,   // a file that may not be read, and anything else that is neither
-    UNKNOWN,        // the device cannot tell
+    NOT_READABLE,  // a file that may not be read, and anything else that is neither
+    UNKNOWN,       // the device cannot tell
 };
 
 // Paths are device text; a separator at the end is passed over.
@@ -26,9 +26,13 @@ public:
     // Whether it stands there now, by no doing of the run.
     bool isUntouched(const std::string& path) { return !changed(path); }
 
-    // What the run does.
-    void makeFile(const std::string& path) { changes_[key(path)] = Stand::FILE; }
-    void remove(const std::string& path) { changes_[key(path)] = Stand::NOTHING; }
+    // Whether a file stands there that may be read and not written.
+    bool isReadOnly(const std::string& path);
+
+    // What the run does. A copy is as read-only as what it was made of.
+    void copyFile(const std::string& source, const std::string& target);
+    void makeFile(const std::string& path) { changes_[key(path)] = {Stand::FILE, false}; }
+    void remove(const std::string& path) { changes_[key(path)] = {Stand::NOTHING, false}; }
 
     // Makes a directory and the parents that it lacks. Null when that is done or it is there; else why it
     // cannot be.
@@ -41,11 +45,16 @@ public:
     std::string standingDirectory(const std::string& path);
 
 private:
-    std::optional<Stand> changed(const std::string& path);
+    struct Entry {
+        Stand stands;
+        bool isReadOnly;
+    };
+
+    std::optional<Entry> changed(const std::string& path);
     std::string key(const std::string& path);
     std::string directoryKey(const std::string& directory);
 
-    std::map<std::string, Stand> changes_;
+    std::map<std::string, Entry> changes_;
     std::map<std::string, std::string> directoryKeys_;
     std::map<std::string, const char*> refusals_;
 };

@@ -9,8 +9,8 @@
 namespace ovpatch::ctl {
 
 constexpr int EXIT_DONE = 0;
-constexpr int EXIT_REMARKS = 1;       // plan: the run would end well, with something to know before
-constexpr int EXIT_WOULD_FAIL = 2;    // plan: it would not
+constexpr int EXIT_REMARKS = 1;     // plan: the run would end well, with something to know before
+constexpr int EXIT_WOULD_FAIL = 2;  // plan: it would not
 constexpr int EXIT_USAGE = 64;      // the command line
 constexpr int EXIT_NO_INPUT = 66;   // what is to be looked at is not there or cannot be read
 constexpr int EXIT_INTERNAL = 70;   // the program ended without telling a result
