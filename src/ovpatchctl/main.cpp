@@ -4,6 +4,7 @@
 #include <memory>
 #include <new>
 
+#include "ovpatchctl/log/log_command.h"
 #include "ovpatchctl/plan/plan_command.h"
 #include "ovpatchctl/report/exit_status.h"
 #include "ovpatchctl/report/report.h"
@@ -40,12 +41,22 @@ void addPlan(CLI::App& app, Choice* choice) {
     command->add_option("BASE", options->base, "The base directory, as OvPatch is given it")->required();
 }
 
+void addLog(CLI::App& app, Choice* choice) {
+    LogOptions* options = nullptr;
+    CLI::App* command = addCommand(app, choice, "log", "Tell the log's runs apart, and why they failed",
+                                   &options, logCommand);
+    command->add_option("BASE", options->base, "The base directory")->required();
+    command->add_option("--run", options->run, "One run alone, by its number; -1 is the last");
+    command->add_flag("--errors", options->errors, "Leave out the records that are no errors");
+}
+
 int parseAndRun(int count, const char* const* arguments) {
     CLI::App app("Tells what OvPatch would do, does and has done.", "ovpatchctl");
     app.set_version_flag("--version", "ovpatchctl " OVPATCH_VERSION);
     app.require_subcommand(1);
     Choice choice;
     addPlan(app, &choice);
+    addLog(app, &choice);
     try {
         app.parse(count, arguments);
     } catch (const CLI::CallForVersion& version) {
