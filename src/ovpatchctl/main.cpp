@@ -4,10 +4,12 @@
 #include <memory>
 #include <new>
 
+#include "ovpatchctl/clean/clean_command.h"
 #include "ovpatchctl/log/log_command.h"
 #include "ovpatchctl/plan/plan_command.h"
 #include "ovpatchctl/report/exit_status.h"
 #include "ovpatchctl/report/report.h"
+#include "ovpatchctl/status/status_command.h"
 #include "platform/tool_entry.h"
 
 namespace ovpatch::ctl {
@@ -41,6 +43,14 @@ void addPlan(CLI::App& app, Choice* choice) {
     command->add_option("BASE", options->base, "The base directory, as OvPatch is given it")->required();
 }
 
+void addStatus(CLI::App& app, Choice* choice) {
+    StatusOptions* options = nullptr;
+    CLI::App* command =
+        addCommand(app, choice, "status", "Tell what can be rolled back, and what is left over", &options,
+                   statusCommand);
+    command->add_option("PATH", options->paths, "Base directories and destinations")->required();
+}
+
 void addLog(CLI::App& app, Choice* choice) {
     LogOptions* options = nullptr;
     CLI::App* command = addCommand(app, choice, "log", "Tell the log's runs apart, and why they failed",
@@ -50,13 +60,24 @@ void addLog(CLI::App& app, Choice* choice) {
     command->add_flag("--errors", options->errors, "Leave out the records that are no errors");
 }
 
+void addClean(CLI::App& app, Choice* choice) {
+    CleanOptions* options = nullptr;
+    CLI::App* command =
+        addCommand(app, choice, "clean", "List copies and temporary files that nothing names any more",
+                   &options, cleanCommand);
+    command->add_option("PATH", options->paths, "Base directories and destinations")->required();
+    command->add_flag("--yes", options->yes, "Delete them");
+}
+
 int parseAndRun(int count, const char* const* arguments) {
     CLI::App app("Tells what OvPatch would do, does and has done.", "ovpatchctl");
     app.set_version_flag("--version", "ovpatchctl " OVPATCH_VERSION);
     app.require_subcommand(1);
     Choice choice;
     addPlan(app, &choice);
+    addStatus(app, &choice);
     addLog(app, &choice);
+    addClean(app, &choice);
     try {
         app.parse(count, arguments);
     } catch (const CLI::CallForVersion& version) {

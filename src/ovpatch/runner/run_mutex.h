@@ -10,6 +10,16 @@ namespace ovpatch {
 // happens. False when there is no lock to be had; the run goes on without one.
 bool acquireRunMutex(HANDLE* mutex);
 
+// What became of tryRunMutex.
+enum class RunMutex {
+    HELD,
+    BUSY,  // another process holds it
+    NONE,  // there is no lock to be had
+};
+
+// The same without waiting. The handle is stored only with HELD.
+RunMutex tryRunMutex(HANDLE* mutex);
+
 // Gives the lock back and closes its handle.
 void releaseRunMutex(HANDLE mutex);
 

@@ -1,0 +1,101 @@
+#include "ovpatchctl/state/base_look.h"
+
+#include <map>
+#include <set>
+#include <utility>
+
+#include "fileops/file_tests.h"
+#include "ini/kx_ini_util.h"
+#include "ovpatch/journal/journal_line.h"
+#include "ovpatch/ledger/backup_paths.h"
+#include "ovpatch/manifest/manifest_reader.h"
+#include "ovpatchctl/files/base_directory.h"
+#include "ovpatchctl/state/captured_errors.h"
+#include "ovpatchctl/state/leftovers.h"
+
+namespace ovpatch::ctl {
+
+namespace {
+
+constexpr char COMMENT = ';';
+
+// A manifest that is freed with its owner.
+struct ReadManifest {
+    ReadManifest() = default;
+    ~ReadManifest() { freeUpdateStru(&content); }
+    ReadManifest(const ReadManifest&) = delete;
+    ReadManifest& operator=(const ReadManifest&) = delete;
+
+    UpdateStru content{};
+};
+
+void readManifest(ReadManifest* manifest, BaseLook* look) {
+    bool known = true;
+    look->manifest = belowBase(look->base, "OV_Temp\\OvPatch.ini");
+    if (!pathExists(look->manifest.c_str(), &known) && known) return;
+    const CapturedErrors errors;
+    KxIniUtil document(look->manifest.c_str(), COMMENT, false);
+    document.setReadOnly();
+    if (document.isUnreadable())
+        look->whyNoManifest = "OvPatch: " + look->manifest + " cannot be read.";
+    else if (document.getValue("common", "action") == nullptr)
+        look->whyNoManifest = "OvPatch fetch (common:action) failed.";
+    else if (phaseIniForUpdate(document, &manifest->content) < 0)
+        look->whyNoManifest = errors.first();
+    else
+        look->hasManifest = true;
+}
+
+void readResult(BaseLook* look) {
+    KxIniUtil document(belowBase(look->base, "OV_Temp\\OvResult.ini").c_str(), COMMENT, false);
+    document.setReadOnly();
+    const char* value = document.getValue(nullptr, "result");
+    if (value != nullptr) look->result = value;
+}
+
+void lookAtDestinations(const UpdateStru& update, BaseLook* look) {
+    std::vector<std::string> order;
+    std::map<std::string, std::set<std::string>> written;  // by destination, the directories of its new files
+    Leftovers leftovers;
+    for (std::uint32_t n = 0; n < update.itemCount; ++n) {
+        const UpdateItem& item = update.items[n];
+        if (*item.destination == '\0') continue;
+        const auto [entry, isNew] = written.insert({item.destination, {}});
+        if (isNew) order.emplace_back(item.destination);
+        char source[PATH_SIZE];
+        if (itemSourceDir(update.orvellePath, item.itemClass, item.itemType, source, sizeof source) != 0)
+            findDirectories(source, asDirectory(item.destination), &entry->second, &leftovers);
+    }
+    for (const std::string& destination : order)
+        look->destinations.push_back(lookAtDestination(destination, written[destination]));
+}
+
+}  // namespace
+
+bool looksLikeBase(const std::string& path) {
+    for (const char* name : {"OV_Temp", "OV_Log", "ovcfg.ini", JOURNAL_NAME})
+        if (pathExists(belowBase(path, name).c_str())) return true;
+    return false;
+}
+
+bool looksLikeDestination(const std::string& path) {
+    return pathExists(belowBase(path, "OV_Backup").c_str());
+}
+
+BaseLook lookAtBase(const std::string& base, LockHolder holder) {
+    openBase(base);
+    BaseLook look;
+    look.base = base;
+    look.journal = lookForCutOffRun(base, holder);
+    ReadManifest manifest;
+    readManifest(&manifest, &look);
+    readResult(&look);
+    if (look.hasManifest) lookAtDestinations(manifest.content, &look);
+    Leftovers leftovers;
+    findTemporaries({asDirectory(base), asDirectory(belowBase(base, "OV_Temp"))}, &leftovers);
+    look.temporaries = std::move(leftovers.temporaries);
+    look.unlisted = std::move(leftovers.unlisted);
+    return look;
+}
+
+}  // namespace ovpatch::ctl

@@ -1,0 +1,29 @@
+// Looking at what a command line names: base directories, destinations, or both in one.
+#ifndef OVPATCH_OVPATCHCTL_STATE_PATHS_LOOK_H
+#define OVPATCH_OVPATCHCTL_STATE_PATHS_LOOK_H
+
+#include <string>
+#include <vector>
+
+#include "ovpatchctl/state/base_look.h"
+#include "ovpatchctl/state/destination_look.h"
+
+namespace ovpatch::ctl {
+
+struct PathsLook {
+    std::vector<BaseLook> bases;                // their destinations moved to the others
+    std::vector<DestinationLook> destinations;  // each once
+};
+
+// Throws a Failure of EXIT_NO_INPUT for a path that is no directory.
+PathsLook lookAtPaths(const std::vector<std::string>& paths, LockHolder holder);
+
+// "Engine 1f": an item, its type as a manifest writes it.
+std::string itemName(std::int32_t itemClass, std::int32_t itemType);
+
+// The name of a class, or "class 7".
+std::string className(std::int32_t itemClass);
+
+}  // namespace ovpatch::ctl
+
+#endif
