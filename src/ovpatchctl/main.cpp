@@ -9,6 +9,7 @@
 #include "ovpatchctl/plan/plan_command.h"
 #include "ovpatchctl/report/exit_status.h"
 #include "ovpatchctl/report/report.h"
+#include "ovpatchctl/run/run_command.h"
 #include "ovpatchctl/status/status_command.h"
 #include "platform/tool_entry.h"
 
@@ -51,6 +52,18 @@ void addStatus(CLI::App& app, Choice* choice) {
     command->add_option("PATH", options->paths, "Base directories and destinations")->required();
 }
 
+void addRun(CLI::App& app, Choice* choice) {
+    RunOptions* options = nullptr;
+    CLI::App* command =
+        addCommand(app, choice, "run", "Start OvPatch, and tell what became of it", &options, runCommand);
+    command->add_option("BASE", options->base, "The base directory")->required();
+    command->add_option("--program", options->program, "OvPatch itself, where it is not found");
+    command
+        ->add_option("--timeout", options->timeout,
+                     "Seconds to wait while another run is at work, 600 if not given")
+        ->check(CLI::NonNegativeNumber);
+}
+
 void addLog(CLI::App& app, Choice* choice) {
     LogOptions* options = nullptr;
     CLI::App* command = addCommand(app, choice, "log", "Tell the log's runs apart, and why they failed",
@@ -76,6 +89,7 @@ int parseAndRun(int count, const char* const* arguments) {
     Choice choice;
     addPlan(app, &choice);
     addStatus(app, &choice);
+    addRun(app, &choice);
     addLog(app, &choice);
     addClean(app, &choice);
     try {

@@ -16,7 +16,6 @@ namespace ovpatch::ctl {
 
 namespace {
 
-constexpr int STATUS_LEFT_OVER = 1;
 constexpr int STATUS_UNREADABLE = 2;
 
 struct Leftover {
@@ -131,7 +130,7 @@ int cleanCommand(const CleanOptions& options, Report& report) {
     else if (!options.yes)
         report.line(counted(left, "thing is", "things are") + " left over; --yes deletes what is listed.");
     if (!isWhole) return STATUS_UNREADABLE;
-    return left == 0 ? EXIT_DONE : STATUS_LEFT_OVER;
+    return left == 0 ? EXIT_DONE : EXIT_REMARKS;
 }
 
 }  // namespace ovpatch::ctl

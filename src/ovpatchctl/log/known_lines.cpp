@@ -19,9 +19,9 @@ constexpr ResultWords RESULTS[] = {
     {48, "no memory", "As it is, when there is more memory."},
     {57, "no action ran", "Mend the manifest first."},
     {60, "the agent said no", "As it is, later: the agent decides."},
-    {NO_RESULT, "not known",
-     "With writeResult: done. in the log, mend what keeps the file from being written. Without, start it "
-     "again."},
+    {NO_RESULT, "not known", "Start it again."},
+    {UNWRITTEN_RESULT, "not known, it could not be written",
+     "Mend what keeps the file from being written, and start it again."},
 };
 
 constexpr KnownLine LINES[] = {

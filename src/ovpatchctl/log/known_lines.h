@@ -9,11 +9,12 @@
 
 namespace ovpatch::ctl {
 
-// Stands where a result is a number.
+// Stand where a result is a number.
 constexpr std::int32_t NO_RESULT = -1;
+constexpr std::int32_t UNWRITTEN_RESULT = -2;  // the run came to its end, and left none all the same
 
 struct ResultWords {
-    std::int32_t result;  // NO_RESULT when the run left none
+    std::int32_t result;  // or NO_RESULT, UNWRITTEN_RESULT
     const char* became;   // what became of the action
     const char* advice;   // when another try makes sense
 };

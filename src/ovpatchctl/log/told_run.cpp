@@ -30,6 +30,11 @@ const KnownLine* knownOf(const LogRun& run, const Diagnosis& diagnosis, std::siz
     return line != nullptr && line->role == LineRole::CAUSE ? nullptr : line;
 }
 
+// When another try makes sense; null where nothing is known.
+const ResultWords* wordsOf(const LogRun& run, const Diagnosis& diagnosis) {
+    return diagnosis.result == NO_RESULT && run.hasEnded ? nullptr : resultWords(diagnosis.result);
+}
+
 std::string withoutTrailingLineFeed(std::string text) {
     while (!text.empty() && text.back() == '\n')
         text.pop_back();
@@ -73,7 +78,7 @@ void tellCause(const LogRun& run, const Diagnosis& diagnosis, Report& report) {
         report.line("  cause:       " + shown(withoutTrailingLineFeed(message)));
         report.line("  that is:     " + std::string(knownLine(LineRole::CAUSE, message)->meaning));
     }
-    if (const ResultWords* words = resultWords(diagnosis.result))
+    if (const ResultWords* words = wordsOf(run, diagnosis))
         report.line("  another try: " + std::string(words->advice));
 }
 
@@ -85,7 +90,7 @@ void putCause(const LogRun& run, const Diagnosis& diagnosis, Json* out) {
         const std::string& message = run.records[diagnosis.cause].message;
         cause = {{"message", utf8(message)}, {"meaning", knownLine(LineRole::CAUSE, message)->meaning}};
     }
-    if (const ResultWords* words = resultWords(diagnosis.result)) advice = words->advice;
+    if (const ResultWords* words = wordsOf(run, diagnosis)) advice = words->advice;
 }
 
 void tellRecords(const LogRun& run, const Diagnosis& diagnosis, bool errorsOnly, Report& report) {

@@ -8,43 +8,15 @@
 #include "ini/kx_ini_util.h"
 #include "ovpatch/journal/journal_line.h"
 #include "ovpatch/ledger/backup_paths.h"
-#include "ovpatch/manifest/manifest_reader.h"
 #include "ovpatchctl/files/base_directory.h"
-#include "ovpatchctl/state/captured_errors.h"
 #include "ovpatchctl/state/leftovers.h"
+#include "ovpatchctl/state/read_manifest.h"
 
 namespace ovpatch::ctl {
 
 namespace {
 
 constexpr char COMMENT = ';';
-
-// A manifest that is freed with its owner.
-struct ReadManifest {
-    ReadManifest() = default;
-    ~ReadManifest() { freeUpdateStru(&content); }
-    ReadManifest(const ReadManifest&) = delete;
-    ReadManifest& operator=(const ReadManifest&) = delete;
-
-    UpdateStru content{};
-};
-
-void readManifest(ReadManifest* manifest, BaseLook* look) {
-    bool known = true;
-    look->manifest = belowBase(look->base, "OV_Temp\\OvPatch.ini");
-    if (!pathExists(look->manifest.c_str(), &known) && known) return;
-    const CapturedErrors errors;
-    KxIniUtil document(look->manifest.c_str(), COMMENT, false);
-    document.setReadOnly();
-    if (document.isUnreadable())
-        look->whyNoManifest = "OvPatch: " + look->manifest + " cannot be read.";
-    else if (document.getValue("common", "action") == nullptr)
-        look->whyNoManifest = "OvPatch fetch (common:action) failed.";
-    else if (phaseIniForUpdate(document, &manifest->content) < 0)
-        look->whyNoManifest = errors.first();
-    else
-        look->hasManifest = true;
-}
 
 void readResult(BaseLook* look) {
     KxIniUtil document(belowBase(look->base, "OV_Temp\\OvResult.ini").c_str(), COMMENT, false);
@@ -87,10 +59,12 @@ BaseLook lookAtBase(const std::string& base, LockHolder holder) {
     BaseLook look;
     look.base = base;
     look.journal = lookForCutOffRun(base, holder);
-    ReadManifest manifest;
-    readManifest(&manifest, &look);
+    const ReadManifest manifest(base);
+    look.manifest = manifest.path();
+    look.hasManifest = manifest.isRead();
+    look.whyNoManifest = manifest.whyNot();
     readResult(&look);
-    if (look.hasManifest) lookAtDestinations(manifest.content, &look);
+    if (look.hasManifest) lookAtDestinations(manifest.content(), &look);
     Leftovers leftovers;
     findTemporaries({asDirectory(base), asDirectory(belowBase(base, "OV_Temp"))}, &leftovers);
     look.temporaries = std::move(leftovers.temporaries);

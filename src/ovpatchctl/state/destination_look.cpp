@@ -1,7 +1,6 @@
 #include "ovpatchctl/state/destination_look.h"
 
 #include <algorithm>
-#include <memory>
 #include <set>
 #include <utility>
 
@@ -9,10 +8,9 @@
 #include "fileops/file_tests.h"
 #include "fileops/paths.h"
 #include "foundation/tokenizer.h"
-#include "ini/kx_ini_util.h"
 #include "ovpatch/ledger/backup_paths.h"
 #include "ovpatch/ledger/ledger_file.h"
-#include "ovpatch/ledger/ledger_reader.h"
+#include "ovpatchctl/plan/stored_ledger.h"
 #include "ovpatchctl/report/exit_status.h"
 #include "ovpatchctl/report/texts.h"
 #include "ovpatchctl/state/captured_errors.h"
@@ -21,19 +19,6 @@
 namespace ovpatch::ctl {
 
 namespace {
-
-// A stored ledger that is freed with its owner.
-struct StoredLedger {
-    StoredLedger() = default;
-    ~StoredLedger() {
-        if (isRead) freeBackupStru(&content);
-    }
-    StoredLedger(const StoredLedger&) = delete;
-    StoredLedger& operator=(const StoredLedger&) = delete;
-
-    BackupStru content{};
-    bool isRead = false;
-};
 
 // What cannot be looked at may be there.
 bool mayExist(const char* path) {
@@ -71,15 +56,20 @@ RecordedItem recordedItem(const BackupStru& ledger, const BackupItem& item, cons
     return out;
 }
 
-void readLedger(StoredLedger* stored, DestinationLook* look) {
-    bool known = true;
-    if (!pathExists(look->ledger.c_str(), &known) && known) return;
+void readLedger(DestinationLook* look) {
     const CapturedErrors errors;
-    KxIniUtil ledger(look->ledger.c_str(), LEDGER_COMMENT, false);
-    ledger.setReadOnly();
-    stored->isRead = phaseIniForBackup(&ledger, &stored->content) != 0;
-    look->state = stored->isRead ? LedgerState::READ : LedgerState::UNREADABLE;
-    if (!stored->isRead && !ledger.isUnreadable()) look->whyUnreadable = errors.first();
+    const StoredLedger ledger(look->destination.c_str());
+    if (ledger.state() == StoredLedger::State::NO_PATH)
+        throw Failure(EXIT_NO_INPUT, "the path of the ledger is too long: " + shown(look->destination));
+    look->ledger = ledger.path();
+    if (ledger.state() == StoredLedger::State::UNREADABLE) {
+        look->state = LedgerState::UNREADABLE;
+        look->whyUnreadable = errors.first();
+    }
+    if (ledger.state() != StoredLedger::State::READ) return;
+    look->state = LedgerState::READ;
+    for (std::uint32_t n = 0; n < ledger.content().itemCount; ++n)
+        look->items.push_back(recordedItem(ledger.content(), ledger.content().items[n], look->destination));
 }
 
 // On some hosts a name means the same in either case.
@@ -125,17 +115,10 @@ std::string asDirectory(const std::string& path) {
 DestinationLook lookAtDestination(const std::string& destination, std::set<std::string> more) {
     DestinationLook look;
     look.destination = destination;
-    char path[PATH_SIZE];
+    readLedger(&look);
     char root[PATH_SIZE];
-    if (!ledgerPath(destination.c_str(), path, sizeof path) ||
-        !backupRoot(destination.c_str(), root, sizeof root))
-        throw Failure(EXIT_NO_INPUT, "the path of the ledger is too long: " + shown(destination));
-    look.ledger = path;
-    StoredLedger stored;
-    readLedger(&stored, &look);
-    for (std::uint32_t n = 0; stored.isRead && n < stored.content.itemCount; ++n)
-        look.items.push_back(recordedItem(stored.content, stored.content.items[n], destination));
-
+    // The path of the ledger fits, and it is longer.
+    backupRoot(destination.c_str(), root, sizeof root);
     Leftovers leftovers;
     more.insert({asDirectory(destination), asDirectory(root)});
     addWrittenDirectories(look, &more);

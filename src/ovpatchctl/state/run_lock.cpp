@@ -13,11 +13,15 @@ constexpr std::chrono::milliseconds STEP(50);
 
 }  // namespace
 
-bool waitForRunLock(double seconds) {
+bool waitForRunLock(double seconds, const std::function<void()>& tellWaiting, std::optional<RunLock>* lock) {
     const Clock::time_point start = Clock::now();
-    while (RunLock().outcome() == RunMutex::BUSY) {
+    lock->emplace();
+    if ((*lock)->outcome() != RunMutex::BUSY) return true;
+    tellWaiting();
+    while ((*lock)->outcome() == RunMutex::BUSY) {
         if (std::chrono::duration<double>(Clock::now() - start).count() >= seconds) return false;
         std::this_thread::sleep_for(STEP);
+        lock->emplace();
     }
     return true;
 }

@@ -2,6 +2,9 @@
 #ifndef OVPATCH_OVPATCHCTL_STATE_RUN_LOCK_H
 #define OVPATCH_OVPATCHCTL_STATE_RUN_LOCK_H
 
+#include <functional>
+#include <optional>
+
 #include "ovpatch/runner/run_mutex.h"
 
 namespace ovpatch::ctl {
@@ -24,9 +27,10 @@ private:
     RunMutex outcome_;
 };
 
-// Waits for a lock that another process holds, at most so many seconds. Answers whether it has come free, or
-// there is none to be had; it is not held then.
-bool waitForRunLock(double seconds);
+// Takes the lock, and waits at most so many seconds while another process holds it; `tellWaiting` is called
+// once before. False when it is still held then. Where there is no lock to be had, that is told by its
+// outcome.
+bool waitForRunLock(double seconds, const std::function<void()>& tellWaiting, std::optional<RunLock>* lock);
 
 }  // namespace ovpatch::ctl
 

@@ -11,7 +11,6 @@ namespace ovpatch::ctl {
 
 namespace {
 
-constexpr int STATUS_REMARKS = 1;
 constexpr int STATUS_UNREADABLE = 2;
 
 // Writes lines, and collects what is to be remarked.
@@ -21,7 +20,7 @@ public:
 
     void line(const std::string& text) { report_.line(text); }
 
-    void remark(const std::string& text, int status = STATUS_REMARKS) {
+    void remark(const std::string& text, int status = EXIT_REMARKS) {
         report_.line("  ! " + text);
         remarks_.push_back(text);
         status_ = std::max(status_, status);
