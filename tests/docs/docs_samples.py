@@ -24,7 +24,10 @@ DOCUMENTS = {name: (SOURCE / name).read_text() for name in (
 MARK = "@@@ end of an example @@@\n"
 # Memory runs out in no row, and what may not be read is a case of its own beside them.
 UNPROVOKED = {"initBackupStru: malloc failed.", "updateWithPatchAgent: malloc for blist dest failed.",
-              "OvPatch: %s cannot be read, error %u."}
+              "OvPatch: %s cannot be read, error %u.", "callBackForUpdate: the old file cannot be saved.",
+              "rollbackItem: %s cannot be saved."}
+ROLES = {"## The result": "RESULTS", "### Result 0": "REMARK", "### Result": "CAUSE", "### Lines that go": "COMPANION",
+         "## A run that was cut off": "RECOVERY"}
 
 
 def without_ids(text):
@@ -88,6 +91,24 @@ class Documents(runs_test.Runs):
                         matches(text, line) and not text.endswith(": %s") for text in formats)
                     self.assertTrue(known, f"{name} quotes a line that is not logged: {line}")
         self.assertGreater(checked, 60)
+
+    def test_words_of_ovpatchctl(self):
+        """The tables of results and lines are those of the program, word by word."""
+        source = (SOURCE / "src/ovpatchctl/log/known_lines.cpp").read_text().replace("\\\\", "\\")
+        known = [re.sub(r'"\s*"', "", row) for row in re.findall(r"^    \{((?:[^{}]|\n)*)\},$", source, re.M)]
+        known = {re.sub(r"\s+(?=[^\"]*(?:\"[^\"]*\"[^\"]*)*$)", "", row) for row in known}
+        told = set()
+        for heading, section in re.findall(r"^(##+ .*)\n((?:(?!##).*\n)*)", DOCUMENTS["docs/results-and-logs.md"], re.M):
+            role = next((role for start, role in ROLES.items() if heading.startswith(start)), None)
+            number = re.sub(r"\D.*", "", heading.removeprefix("### Result ")) or "NO_RESULT"
+            for first, *rest in (line.strip("| \n").split(" | ") for line in section.splitlines() if line[:2] == "| " and role):
+                rest = ",".join(f'"{cell}"' for cell in rest).replace("`", "").replace("*no*", "no")
+                if role == "RESULTS" and first != "Result":
+                    number = {"none": "NO_RESULT"}.get(first, first if first.isdigit() else "UNWRITTEN_RESULT")
+                    told.add(f"{number},{rest}")
+                told |= {f'LineRole::{role},{number},"{line}",{rest}' for line in re.findall("`([^`]+)`", first) if role != "RESULTS"}
+        self.assertGreater(len(told), 90)
+        self.assertEqual(told, known)
 
     def test_links_lead_somewhere(self):
         for name, document in DOCUMENTS.items():

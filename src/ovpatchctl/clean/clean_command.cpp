@@ -58,7 +58,8 @@ bool tellUnreadable(const PathsLook& look, Report& report) {
         if (!base.whyNoManifest.empty()) tell(base.manifest);
     }
     for (const DestinationLook& destination : look.destinations) {
-        if (destination.state == LedgerState::UNREADABLE) tell(destination.ledger);
+        if (destination.state == LedgerState::UNREADABLE)
+            tell(destination.ledger.empty() ? destination.destination : destination.ledger);
         for (const std::string& directory : destination.unlisted)
             tell(directory);
     }

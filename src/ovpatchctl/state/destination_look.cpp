@@ -11,7 +11,6 @@
 #include "ovpatch/ledger/backup_paths.h"
 #include "ovpatch/ledger/ledger_file.h"
 #include "ovpatchctl/plan/stored_ledger.h"
-#include "ovpatchctl/report/exit_status.h"
 #include "ovpatchctl/report/texts.h"
 #include "ovpatchctl/state/captured_errors.h"
 #include "ovpatchctl/state/leftovers.h"
@@ -59,12 +58,10 @@ RecordedItem recordedItem(const BackupStru& ledger, const BackupItem& item, cons
 void readLedger(DestinationLook* look) {
     const CapturedErrors errors;
     const StoredLedger ledger(look->destination.c_str());
-    if (ledger.state() == StoredLedger::State::NO_PATH)
-        throw Failure(EXIT_NO_INPUT, "the path of the ledger is too long: " + shown(look->destination));
     look->ledger = ledger.path();
-    if (ledger.state() == StoredLedger::State::UNREADABLE) {
+    if (ledger.state() == StoredLedger::State::NO_PATH || ledger.state() == StoredLedger::State::UNREADABLE) {
         look->state = LedgerState::UNREADABLE;
-        look->whyUnreadable = errors.first();
+        look->whyUnreadable = look->ledger.empty() ? "path of the ledger does not fit" : errors.first();
     }
     if (ledger.state() != StoredLedger::State::READ) return;
     look->state = LedgerState::READ;
@@ -117,8 +114,7 @@ DestinationLook lookAtDestination(const std::string& destination, std::set<std::
     look.destination = destination;
     readLedger(&look);
     char root[PATH_SIZE];
-    // The path of the ledger fits, and it is longer.
-    backupRoot(destination.c_str(), root, sizeof root);
+    if (look.ledger.empty() || !backupRoot(destination.c_str(), root, sizeof root)) return look;
     Leftovers leftovers;
     more.insert({asDirectory(destination), asDirectory(root)});
     addWrittenDirectories(look, &more);

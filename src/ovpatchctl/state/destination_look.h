@@ -37,7 +37,7 @@ enum class LedgerState { NONE, READ, UNREADABLE };
 
 struct DestinationLook {
     std::string destination;  // device text, as are all paths
-    std::string ledger;       // its path
+    std::string ledger;       // its path; empty when it does not fit
     LedgerState state = LedgerState::NONE;
     std::string whyUnreadable;  // the program's own line
     std::vector<RecordedItem> items;
@@ -48,8 +48,7 @@ struct DestinationLook {
 };
 
 // Looks at a destination of items. Temporary files are looked for there, where the ledger and its copies lie,
-// beside the files that records name, and in `more`, directories that end in a separator. Throws a Failure of
-// EXIT_NO_INPUT when its ledger cannot have a path.
+// beside the files that records name, and in `more`, directories that end in a separator.
 DestinationLook lookAtDestination(const std::string& destination, std::set<std::string> more = {});
 
 // `path` with one kind of separator, and one at its end.

@@ -1,0 +1,173 @@
+"""What `ovpatchctl run`, `log`, `status` and `clean` tell and do, by what the situations of the whole runs leave."""
+import fcntl
+import os
+import re
+import signal
+import subprocess
+import sys
+import time
+import unittest
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+sys.path[:0] = [os.path.join(HERE, "..", place) for place in ("runs", "player")]
+import runs_test  # noqa: E402
+from ctl import CTL, ctl  # noqa: E402
+from oracle import records  # noqa: E402
+from player import ENGINE, MANIFEST, PRODUCT, PROGRAM, RESULT, WINDOWS, Story, differences, file, with_directories  # noqa: E402
+
+LOCK = "/tmp/PATCH-5CF3C8EF-8084-4af1-9E60-8EB894E951B7.lock"
+SETTINGS = "base/ovcfg.ini"
+COPY = re.compile(r".*/OV_Backup/\d+/\d+/backup\.[0-9a-z]{3}$")
+CUT = "OvJournal 1 4711 \"/\"\n"
+
+
+def unescaped(text):
+    """What a text of a document stands for."""
+    return re.sub(r"\?([0-9A-F]{2})", lambda byte: chr(int(byte[1], 16) + 0xdc00 * (byte[1] > "7F")), text)
+
+
+def path_of(text):
+    return unescaped(text or "").replace("\\", "/")
+
+
+class Told(runs_test.Runs):
+    def told(self, *arguments, status=None, said="", device=None):
+        """The document of a command, which changes nothing but for `run` and `clean --yes`."""
+        device = device or self.device
+        before = None if "run" in arguments or "--yes" in arguments else device.look()
+        ended, document, complaint = ctl(device, *arguments, "--json")
+        self.assertEqual((said in complaint, complaint != ""), (True, said != ""), complaint)
+        self.assertIn(ended, (0, 1, 2) if status is None else (status,))
+        self.check(differences(before, device.look()) if before is not None else [])
+        return document
+
+    def check_status(self, after):
+        """Records and copies are those of the ledgers; `clean` takes what is left over, and nothing else."""
+        gone = set()
+        for told in self.told("status", "base")["destinations"]:
+            place = path_of(told["destination"]).rstrip("/")
+            held = {(item["class"], item["type"]): ({path_of(entry["file"]) for entry in item["removed"]},
+                                                    {path_of(entry["file"]): path_of(entry["copy"]) for entry in
+                                                     item["restored"]}) for item in told["items"] if not item["hidden"]}
+            named = records(after, place, self.device.decode)
+            if told["ledgerState"] == "unreadable":
+                continue
+            self.assertEqual({key: record[:2] for key, record in named.items()}, held)
+            missing = {copy for _, copies in held.values() for copy in copies.values()} - after.keys()
+            self.assertEqual(missing, {path_of(entry["copy"]) for item in told["items"] for entry in item["restored"]
+                                       if entry["copyMissing"]} - after.keys())
+            strays = {path for path in after if COPY.match(path) and path.startswith(place + "/OV_Backup/")} - {
+                copy for _, written, _ in named.values() for copy in written.values()}
+            self.assertEqual(strays, set(map(path_of, told["strayCopies"])))
+            gone |= strays | set(map(path_of, told["temporaries"]))
+        self.told("clean", "base", "--yes")
+        left = {path: entry for path, entry in after.items() if not any(
+            path == name.rstrip("/") or (name.endswith("/") and path.startswith(name)) for name in gone)}
+        self.check(differences(left, self.device.look()))
+
+
+class Situations(Told):
+    def play(self, words, changes, result, lines, otherwise, run):
+        _, tree = self.prepare(words, changes, run)
+        plain = tree[SETTINGS] == file("[Debug]\nLevel=6\n")
+        for html in (0, 1) if plain else (0,):
+            if plain:
+                tree[SETTINGS] = file(f"[Debug]\nLevel=6\nhtml={html}\n")
+            self.device.lay(tree)
+            status, told, said = ctl(self.device, "run", "--json", "--program", PROGRAM, "base")
+            if status == 66:
+                return self.assertIn("there is no manifest", said)
+            self.assertEqual((status, said), (70 if result == "none" else int(result), ""))
+            if told["log"] is None or result == "none":
+                return None
+            [logged] = self.told("log", "base", "--run=-1")["runs"]
+            self.assertEqual(*([part[name] for name in ("result", "became", "cause", "advice")] for part in (told, logged)))
+            self.assertEqual(logged["cause"] is None, result == "0")
+            seen = [("E " if record["error"] else "I ") + unescaped(record["message"]).replace("\n", "") for record in logged["records"]]
+            for line in filter(lambda line: re.match("[EI] ", line), lines.split(" & ")):
+                self.assertIn(line, seen)
+        return self.check_status(self.device.look())
+
+    def test_rows(self):
+        """Results, causes and records are told of both formats of the log, and what is on the disk of each end."""
+        self.play_rows(("U1",) if WINDOWS else ("U1", "R0"))
+
+
+class Moments(Told):
+    @unittest.skipIf(WINDOWS, "locks and signals of a POSIX host")
+    def test_cut_off(self):
+        """A run at work and one that was cut off keep `clean` away; the next start puts things right."""
+        tree = {**Story(ENGINE, PRODUCT).tree(), "agent.orders": file("EndItem * write started\nEndItem * await go\n")}
+        self.device.lay(tree)
+        process = self.device.start()
+        while not os.path.exists(os.path.join(self.device.directory, b"started")) and process.poll() is None:
+            time.sleep(0.001)
+        self.assertEqual(self.told("status", "base")["bases"][0]["run"], "at work")
+        self.told("clean", "base", "--yes", status=75, said="a run is at work")
+        self.told("run", "base", "--timeout", "0.1", status=75, said="nothing was started: another run is still at work")
+        process.send_signal(signal.SIGKILL)
+        process.wait()
+        before = self.device.look()
+        [base] = self.told("status", "base", status=1)["bases"]
+        self.assertEqual((base["run"], base["process"]), ("cut off", process.pid))
+        self.told("clean", "base", "--yes", status=2, said="nothing was deleted: a run was cut off")
+        self.check(differences(before, self.device.look()))
+        [logged] = self.told("log", "base", status=0)["runs"]
+        self.assertEqual((logged["ended"], logged["result"], logged["advice"]), (False, None, "Start it again."))
+        self.device.lay({**self.device.look(), "go": file("")})
+        self.assertEqual(self.told("run", "base", status=0)["result"], 0)
+        self.assertEqual([run["ended"] for run in self.told("log", "base")["runs"]], [False, True])
+        self.check_status(self.device.look())
+
+    def test_waiting(self):
+        """A start waits for the lock, and the result of a run that was killed is not that of an older one."""
+        self.device.lay({**Story(ENGINE).tree(), RESULT: file("result=0\n"), "killed": file("#!/bin/sh\nkill -9 $$\n", 0o755)})
+        if not WINDOWS:
+            with open(LOCK, "w", encoding="utf-8") as lock:
+                fcntl.flock(lock, fcntl.LOCK_EX)
+                waiting = subprocess.Popen([CTL, "run", "base", "--program", "./killed"], cwd=self.device.directory,
+                                           stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+                self.assertRegex(waiting.stderr.readline(), "another run is at work, waiting for it")
+            self.assertRegex(waiting.communicate(timeout=30)[0], "OvPatch left no result: it was killed by signal 9\n.*again")
+            self.assertEqual((waiting.returncode, RESULT in self.device.look()), (70, False))
+
+    def test_versions(self):
+        """With what is told of them in numbers, as far as it is told."""
+        for generation, pairs in ((0, [["?.5", "?.6"], ["?.1234", "?.0"]]), (1, [["1.5", "1.6"]] * 2 + [["3.1234", "4.0"]] * 2)):
+            self.device.lay(Story(ENGINE, PRODUCT, generation=generation).tree())
+            self.device.run()
+            [logged] = self.told("log", "base", status=0)["runs"]
+            self.assertEqual([record["versions"] for record in logged["records"] if "versions" in record], pairs)
+
+    def test_ends(self):
+        """What cannot be told, looked at or written ends with one line that says so."""
+        log = "\n\nInfo:  P[1] T[1] \nOvPatch action ready.\n\nError:  P[1"
+        tree = {**Story(ENGINE).tree(), "base/OV_Log/KxuDump.txt": file(log), "bare/OV_Temp": None, "plain": None,
+                "dst/OV_Backup/OvBackup.ini": file("[common]\nitemcount=1\npatchagent.version=1\n")}
+        cut = {**tree, "base/OvJournal.txt": file(CUT), "dst/OV_Backup/2/31/backup.000": file("needed")}
+        aside = {**tree, "base/OvJournal.txt.old": file(CUT), "dst/OV_Backup/1/2/backup.00z": file("needed")}
+        for layout, command, status, said in (
+                (tree, "", 64, "subcommand is required"), (tree, "log", 64, "BASE is required"), (tree, "log gone", 66, "no such"),
+                (tree, "log plain", 66, "no log below plain"), (tree, "log base --run 2", 66, "has 1 run, and no run 2"),
+                (tree, "log base --run=-1", 0, ""), (tree, "status gone", 66, "no such directory: gone"),
+                (tree, "status plain", 0, ""), (tree, "status base", 2, ""), (tree, "clean base", 2, ""),
+                (tree, "clean dst --yes", 64, "wants the base"), (cut, "clean base --yes", 2, "was cut off"),
+                (aside, "clean base --yes", 2, "could not be put right wholly"), (tree, "run gone", 66, "no such directory: gone"),
+                (tree, "run bare", 66, "there is no manifest: bare"), (tree, "run base --timeout x", 64, "timeout"),
+                (tree, "run base --program gone/p", 71, "the program cannot be: gone/p")):
+            with self.subTest(command):
+                self.device.lay(with_directories(layout))
+                before = {path: entry for path, entry in self.device.look().items() if path != RESULT}
+                ended, _, complaint = ctl(self.device, *command.split())
+                self.assertEqual((ended, complaint.count("\n")), (status, int(bool(said))))
+                self.assertIn(said, complaint)
+                self.check(differences(before, self.device.look()))
+        if not WINDOWS:
+            with open("/dev/full", "wb") as full:
+                for command in ("log base", "status base --json", "clean base", "--help"):
+                    self.assertEqual(ctl(self.device, *command.split(), stdout=full)[::2],
+                                     (74, "ovpatchctl: standard output cannot be written: No space left on device\n"))
+
+
+if __name__ == "__main__":
+    unittest.main()
