@@ -46,8 +46,8 @@ class Told(runs_test.Runs):
         gone = set()
         for told in self.told("status", "base")["destinations"]:
             place = path_of(told["destination"]).rstrip("/")
-            held = {(item["class"], item["type"]): ({path_of(entry["file"]) for entry in item["removed"]},
-                                                    {path_of(entry["file"]): path_of(entry["copy"]) for entry in
+            held = {(item["class"], item["type"]): ({path_of(entry["path"]) for entry in item["removed"]},
+                                                    {path_of(entry["path"]): path_of(entry["copy"]) for entry in
                                                      item["restored"]}) for item in told["items"] if not item["hidden"]}
             named = records(after, place, self.device.decode)
             if told["ledgerState"] == "unreadable":

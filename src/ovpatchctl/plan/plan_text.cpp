@@ -13,24 +13,6 @@ std::string padded(std::string word) {
     return word;
 }
 
-const char* className(std::int32_t itemClass) {
-    switch (itemClass) {
-        case OVPATCH_CLASS_PRODUCT:
-            return "product";
-        case OVPATCH_CLASS_ENGINE:
-            return "engine";
-        case OVPATCH_CLASS_PATTERN:
-            return "pattern";
-        default:
-            return "item";
-    }
-}
-
-std::string itemName(const ItemPlan& item) {
-    return className(item.itemClass) + (" " + std::to_string(static_cast<std::uint32_t>(item.itemClass))) +
-           "/" + std::to_string(static_cast<std::uint32_t>(item.itemType));
-}
-
 // From which version to which.
 std::string wayOf(const ItemPlan& item, Action action) {
     const bool isBack = action == Action::ROLLBACK;
@@ -65,8 +47,8 @@ void tellHead(const Plan& plan, Report& report) {
 }
 
 void tellItem(const ItemPlan& item, Action action, Report& report) {
-    report.line("  " + itemName(item) + " in " + shown(item.destination) + ", " + wayOf(item, action) + ": " +
-                countsOf(item));
+    report.line("  " + itemName(item.itemClass, item.itemType) + " in " + shown(item.destination) + ", " +
+                wayOf(item, action) + ": " + countsOf(item));
     for (const FilePlan& file : item.files)
         report.line("    " + padded(nameOf(file.act)) + shown(file.path));
 }

@@ -36,6 +36,19 @@ std::string converted(std::string_view text, Escaped isEscaped) {
     return out;
 }
 
+const char* className(std::int32_t itemClass) {
+    switch (itemClass) {
+        case OVPATCH_CLASS_PRODUCT:
+            return "product";
+        case OVPATCH_CLASS_ENGINE:
+            return "engine";
+        case OVPATCH_CLASS_PATTERN:
+            return "pattern";
+        default:
+            return "item";
+    }
+}
+
 }  // namespace
 
 std::string utf8(std::string_view text) {
@@ -50,6 +63,11 @@ std::string versionText(std::int32_t itemClass, const ItemVersion& version) {
     char text[64];
     formatItemVersion(itemClass, version, text, sizeof text);
     return text;
+}
+
+std::string itemName(std::int32_t itemClass, std::int32_t itemType) {
+    return className(itemClass) + (" " + std::to_string(static_cast<std::uint32_t>(itemClass))) + "/" +
+           std::to_string(static_cast<std::uint32_t>(itemType));
 }
 
 std::string counted(std::uint64_t count, std::string_view singular, std::string_view plural) {

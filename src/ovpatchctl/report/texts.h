@@ -22,6 +22,9 @@ std::string shown(std::string_view text);
 // that of a pattern is a plain number.
 std::string versionText(std::int32_t itemClass, const ItemVersion& version);
 
+// "engine 2/31": an item by class and type, as its directories are named.
+std::string itemName(std::int32_t itemClass, std::int32_t itemType);
+
 // "1 file", "3 files".
 std::string counted(std::uint64_t count, std::string_view singular, std::string_view plural);
 

@@ -1,11 +1,9 @@
 #include "ovpatchctl/state/paths_look.h"
 
-#include <cstdio>
 #include <set>
 #include <utility>
 
 #include "fileops/file_tests.h"
-#include "ovpatch/patch_agent.h"
 #include "ovpatchctl/report/exit_status.h"
 #include "ovpatchctl/report/texts.h"
 
@@ -31,25 +29,6 @@ PathsLook lookAtPaths(const std::vector<std::string>& paths, LockHolder holder) 
         if (!isBase || looksLikeDestination(path)) take(lookAtDestination(path));
     }
     return look;
-}
-
-std::string className(std::int32_t itemClass) {
-    switch (itemClass) {
-        case OVPATCH_CLASS_PRODUCT:
-            return "Product";
-        case OVPATCH_CLASS_ENGINE:
-            return "Engine";
-        case OVPATCH_CLASS_PATTERN:
-            return "Pattern";
-        default:
-            return "class " + std::to_string(itemClass);
-    }
-}
-
-std::string itemName(std::int32_t itemClass, std::int32_t itemType) {
-    char type[16];
-    std::snprintf(type, sizeof type, " %x", static_cast<unsigned>(itemType));
-    return className(itemClass) + type;
 }
 
 }  // namespace ovpatch::ctl

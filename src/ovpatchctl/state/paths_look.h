@@ -18,12 +18,6 @@ struct PathsLook {
 // Throws a Failure of EXIT_NO_INPUT for a path that is no directory.
 PathsLook lookAtPaths(const std::vector<std::string>& paths, LockHolder holder);
 
-// "Engine 1f": an item, its type as a manifest writes it.
-std::string itemName(std::int32_t itemClass, std::int32_t itemType);
-
-// The name of a class, or "class 7".
-std::string className(std::int32_t itemClass);
-
 }  // namespace ovpatch::ctl
 
 #endif

@@ -97,26 +97,27 @@ void tellRestored(const RestoredFile& file, Teller& teller) {
         teller.remark("no copy of " + name +
                       (file.copy.empty() ? "" : ": " + shown(file.copy) + " is missing"));
     else
-        teller.line("    back     " + name);
+        teller.line("    restored  " + name);
     if (file.isCut)
         teller.remark("a comma in the path: the copy goes to " + name + ", the part in front of it");
 }
 
 void tellItem(const RecordedItem& item, Teller& teller) {
     const std::string name = itemName(item.itemClass, item.itemType);
-    teller.line("  " + name + ", " + item.to + " now: a rollback leads back to " + item.from);
+    teller.line("  " + name + ", " + item.from + " to " + item.to + ": a rollback leads back to " +
+                item.from);
     if (item.isHidden) teller.remark(name + " has a record in front of this one: no rollback finds it");
     for (const RestoredFile& file : item.restored)
         tellRestored(file, teller);
     for (const RemovedFile& file : item.removed)
-        teller.line((file.isThere ? "    deleted  " : "    gone     ") + shown(file.file));
-    if (item.restored.empty() && item.removed.empty()) teller.line("    no files: it changes nothing");
+        teller.line("    removed   " + shown(file.file) + (file.isThere ? "" : ", which is not there"));
+    if (item.restored.empty() && item.removed.empty()) teller.line("    no files");
 }
 
 void tellDestination(const DestinationLook& destination, Teller& teller) {
     const std::string name = "Destination " + shown(destination.destination) + ": ";
     if (destination.state == LedgerState::READ)
-        teller.line(name + counted(destination.items.size(), "item", "items") + " to roll back");
+        teller.line(name + counted(destination.items.size(), "record", "records"));
     else
         teller.line(name + (destination.state == LedgerState::NONE ? "no ledger, nothing to roll back"
                                                                    : "its ledger cannot be read"));

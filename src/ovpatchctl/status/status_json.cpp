@@ -48,17 +48,19 @@ Json listOf(const std::vector<std::string>& texts) {
 Json itemAsJson(const RecordedItem& item) {
     Json restored = Json::array();
     for (const RestoredFile& file : item.restored)
-        restored.push_back({{"file", utf8(file.file)},
+        restored.push_back({{"path", utf8(file.file)},
                             {"copy", textOrNull(file.copy)},
                             {"copyMissing", file.copyMissing},
                             {"cutAtComma", file.isCut}});
     Json removed = Json::array();
     for (const RemovedFile& file : item.removed)
-        removed.push_back({{"file", utf8(file.file)}, {"isThere", file.isThere}});
-    return {{"class", item.itemClass}, {"className", className(item.itemClass)},
-            {"type", item.itemType},   {"from", item.from},
-            {"to", item.to},           {"hidden", item.isHidden},
-            {"restored", restored},    {"removed", removed}};
+        removed.push_back({{"path", utf8(file.file)}, {"isThere", file.isThere}});
+    return {{"class", item.itemClass},
+            {"type", item.itemType},
+            {"versions", {{"origin", item.from}, {"result", item.to}}},
+            {"hidden", item.isHidden},
+            {"restored", restored},
+            {"removed", removed}};
 }
 
 }  // namespace
