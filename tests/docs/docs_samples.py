@@ -20,7 +20,8 @@ import runs_test  # noqa: E402
 from call import call  # noqa: E402
 
 DOCUMENTS = {name: (SOURCE / name).read_text() for name in (
-    "README.md", "docs/manifest.md", "docs/ledger.md", "docs/agents.md", "docs/results-and-logs.md", "docs/architecture.md")}
+    "README.md", "docs/manifest.md", "docs/ledger.md", "docs/agents.md", "docs/results-and-logs.md", "docs/architecture.md",
+    "docs/ovpatchctl.md")}
 MARK = "@@@ end of an example @@@\n"
 # Memory runs out in no row, and what may not be read is a case of its own beside them.
 UNPROVOKED = {"initBackupStru: malloc failed.", "updateWithPatchAgent: malloc for blist dest failed.",
@@ -31,7 +32,8 @@ ROLES = {"## The result": "RESULTS", "### Result 0": "REMARK", "### Result": "CA
 
 
 def without_ids(text):
-    return re.sub(r"P\[\d+\] T\[\d+\]", "P[#] T[#]", text)
+    """Without the numbers of processes and the processor's name."""
+    return re.sub(r"P\[\d+\] T\[\d+\]|process \d+|ELF, [^)]*", "#", text)
 
 
 def matches(quoted, text):

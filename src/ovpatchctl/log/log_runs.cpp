@@ -92,6 +92,8 @@ std::vector<LogRun> tellRunsApart(std::vector<LogRecord> records) {
         if (run.hasEnded) open.erase(found);
         run.records.push_back(std::move(record));
     }
+    for (std::size_t i = 1; i < runs.size(); ++i)
+        runs[i - 1].isFollowed = true;
     return runs;
 }
 

@@ -13,8 +13,9 @@ namespace ovpatch::ctl {
 
 struct LogRun {
     std::int32_t process = 0;
-    bool hasBegun = false;  // the record is there that tells its action, or that there is none
-    bool hasEnded = false;  // its last record is there
+    bool hasBegun = false;    // the record is there that tells its action, or that there is none
+    bool hasEnded = false;    // its last record is there
+    bool isFollowed = false;  // another one has begun since
     std::vector<LogRecord> records;
 };
 

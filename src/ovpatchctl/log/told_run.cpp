@@ -32,7 +32,8 @@ const KnownLine* knownOf(const LogRun& run, const Diagnosis& diagnosis, std::siz
 
 // When another try makes sense; null where nothing is known.
 const ResultWords* wordsOf(const LogRun& run, const Diagnosis& diagnosis) {
-    return diagnosis.result == NO_RESULT && run.hasEnded ? nullptr : resultWords(diagnosis.result);
+    const bool isPast = run.hasEnded || run.isFollowed;
+    return diagnosis.result == NO_RESULT && isPast ? nullptr : resultWords(diagnosis.result);
 }
 
 std::string withoutTrailingLineFeed(std::string text) {
@@ -68,7 +69,9 @@ std::string outcomeWords(const LogRun& run, const Diagnosis& diagnosis, bool isT
     if (diagnosis.result != NO_RESULT && words != nullptr)
         return "result " + std::to_string(diagnosis.result) + ": " + words->became;
     if (run.hasEnded) return "its records do not tell the result";
-    return isTerse ? "its end is not told" : "it has no end: it was cut off, or is still at work";
+    if (isTerse) return "its end is not told";
+    return run.isFollowed ? "it has no end: it was cut off"
+                          : "it has no end: it was cut off, or is still at work";
 }
 
 void tellCause(const LogRun& run, const Diagnosis& diagnosis, Report& report) {

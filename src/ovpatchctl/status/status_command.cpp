@@ -114,7 +114,19 @@ void tellItem(const RecordedItem& item, Teller& teller) {
     if (item.restored.empty() && item.removed.empty()) teller.line("    no files");
 }
 
-void tellDestination(const DestinationLook& destination, Teller& teller) {
+// `isUnsettled` tells of a run that was cut off, or is at work: what it has made is not left over yet.
+void tellLeftovers(const DestinationLook& destination, bool isUnsettled, Teller& teller) {
+    if (!isUnsettled) {
+        teller.remarkAll("no record names this copy: ", destination.strayCopies);
+        teller.remarkAll("temporary: ", destination.temporaries);
+        return;
+    }
+    for (const std::vector<std::string>* paths : {&destination.strayCopies, &destination.temporaries})
+        for (const std::string& path : *paths)
+            teller.line("  perhaps of that run: " + shown(path));
+}
+
+void tellDestination(const DestinationLook& destination, bool isUnsettled, Teller& teller) {
     const std::string name = "Destination " + shown(destination.destination) + ": ";
     if (destination.state == LedgerState::READ)
         teller.line(name + counted(destination.items.size(), "record", "records"));
@@ -128,8 +140,7 @@ void tellDestination(const DestinationLook& destination, Teller& teller) {
             STATUS_UNREADABLE);
     for (const RecordedItem& item : destination.items)
         tellItem(item, teller);
-    teller.remarkAll("no record names this copy: ", destination.strayCopies);
-    teller.remarkAll("temporary: ", destination.temporaries);
+    tellLeftovers(destination, isUnsettled, teller);
     tellUnlisted(destination.unlisted, teller);
 }
 
@@ -140,12 +151,14 @@ int statusCommand(const StatusOptions& options, Report& report) {
     Teller teller(report);
     Json& document = report.document();
     document = {{"bases", Json::array()}, {"destinations", Json::array()}};
+    bool isUnsettled = false;
     for (const BaseLook& base : look.bases) {
+        isUnsettled = isUnsettled || base.journal.state != JournalState::NONE;
         tellBase(base, teller);
         document["bases"].push_back(baseAsJson(base));
     }
     for (const DestinationLook& destination : look.destinations) {
-        tellDestination(destination, teller);
+        tellDestination(destination, isUnsettled, teller);
         document["destinations"].push_back(destinationAsJson(destination));
     }
     return teller.finish();
