@@ -21,6 +21,9 @@ endfunction()
 # ---- The program ----
 set(program_doc ${CMAKE_INSTALL_DATAROOTDIR}/doc/ovpatch)
 install(TARGETS OvPatch RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT program)
+if(OVPATCH_CTL)
+  install(TARGETS ovpatchctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT program)
+endif()
 install(FILES README.md packaging/copyright packaging/changelog DESTINATION ${program_doc} COMPONENT program)
 # One directory below README.md, as in the sources, so that the links between them hold.
 file(GLOB documents CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md ${PROJECT_SOURCE_DIR}/docs/*.svg)

@@ -32,14 +32,15 @@ to="$kept/runs/\$(ls "$kept/runs" | wc -l)"
 cp -a . "\$to" && rm "\$to/device/agent.so"
 sed -i 's/P\[[0-9]*\] T\[[0-9]*\]/P[#] T[#]/' "\$to/device/OV_Log/KxuDump.txt"
 END
-  chmod +x "$kept/OvPatch"
-  quietly examples/demo/run.sh "$kept/OvPatch" "$built/agents/pinned_agent.so"
+  printf '#!/bin/sh\nexec %s "%s" "$@"\n' "$*" "$built/ovpatchctl" >"$kept/ovpatchctl"
+  chmod +x "$kept/OvPatch" "$kept/ovpatchctl"
+  quietly examples/demo/run.sh "$kept/OvPatch" "$kept/ovpatchctl" "$built/agents/pinned_agent.so"
   [ "$(ls "$kept/runs" | wc -l)" = 5 ] || { echo "$preset: the demonstration did not do its five runs" >&2; exit 1; }
   quietly diff -r "$TMPDIR/release/runs" "$kept/runs"
 }
 
 quietly cmake --preset release -DBUILD_TESTING=OFF
-quietly cmake --build --preset release -j "$jobs" --target OvPatch pinned_agent
+quietly cmake --build --preset release -j "$jobs" --target OvPatch ovpatchctl pinned_agent
 story release
 
 # check <preset> <what> <tests to leave out> <emulator>...

@@ -37,10 +37,10 @@ quietly localedef -i ja_JP -f UTF-8 build/wine/locale/ja_JP.UTF-8
 scripts/wine.sh --server -p >"$log" 2>&1 || true  # one may be there already
 quietly scripts/wine.sh wineboot -i
 
-echo "== Build: OvPatch.exe, agents and unit tests"
+echo "== Build: OvPatch.exe, ovpatchctl.exe, agents and unit tests"
 quietly cmake --preset windows
 cmake --build --preset windows -j "$jobs" -- --quiet
-for built in build/windows/OvPatch.exe build/windows/agents/*.dll; do
+for built in build/windows/OvPatch.exe build/windows/ovpatchctl.exe build/windows/agents/*.dll; do
   needed=$(x86_64-w64-mingw32-objdump -p "$built" | sed -n 's/.*DLL Name: //p' | grep -vixE 'kernel32\.dll|msvcrt\.dll' || true)
   [ -z "$needed" ] || { echo "$built needs more than Windows itself has:" $needed >&2; exit 1; }
 done

@@ -26,12 +26,12 @@ namespace ovpatch::ctl {
 namespace {
 
 constexpr char MANIFEST[] = "OV_Temp\\OvPatch.ini";
-constexpr std::int32_t FIRST_CONTROL_LEVEL = 0;
+constexpr std::int32_t LOWEST_LEVEL = 0;
 
 // Keeps the first error that the rooms tell.
 class FirstError : public LogListener {
 public:
-    FirstError() { attachErrorListener(this, FIRST_CONTROL_LEVEL); }
+    FirstError() { attachErrorListener(this, LOWEST_LEVEL); }
     ~FirstError() override { detachErrorListener(this); }
     FirstError(const FirstError&) = delete;
     FirstError& operator=(const FirstError&) = delete;
@@ -60,7 +60,9 @@ struct Manifest {
 std::string settleBase(const std::string& argument) {
     if (argument.find('"') != std::string::npos)
         throw Failure(EXIT_USAGE, "BASE holds a double quote, and OvPatch cannot be given such a directory");
-    return tokenAt(splitString(argument.c_str(), '"'), 0).cStr();
+    const std::string base = tokenAt(splitString(argument.c_str(), '"'), 0).cStr();
+    if (base.empty()) throw Failure(EXIT_USAGE, "BASE is blank: OvPatch would not take it for a directory");
+    return base;
 }
 
 std::string below(const std::string& base, const char* file) {
@@ -140,7 +142,7 @@ Plan planStart(const std::string& base) {
                   "the path is too long: the program would not start to work", plan.base);
         return plan;
     }
-    if (!isDirectory(plan.base.empty() ? "." : plan.base.c_str()))
+    if (!isDirectory(plan.base.c_str()))
         throw Failure(EXIT_NO_INPUT, "no such directory: " + shown(plan.base));
     // Reads the settings; it is not started, so that nothing is logged.
     const Logger settings(plan.base.c_str());
