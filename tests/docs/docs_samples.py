@@ -112,6 +112,19 @@ class Documents(runs_test.Runs):
         self.assertGreater(len(told), 90)
         self.assertEqual(told, known)
 
+    def test_options_are_told(self):
+        """What each command's --help offers stands in the manual page, the completion and the tables of documents."""
+        program = os.path.join(os.path.dirname(os.environ["OVPATCH_PROGRAM"]), "ovpatchctl")
+        page = (SOURCE / "man/ovpatchctl.1").read_text().replace("\\-", "-")
+        completion = (SOURCE / "packaging/ovpatchctl.bash-completion").read_text()
+        commands = re.findall(r"^  (\w+) ", call(program, "--help").partition("Subcommands:")[2], re.M)
+        self.assertGreater(len(commands), 4)
+        for command in commands:
+            offered = set(re.findall(r"--[a-z]+", call(program, command, "--help")))
+            completed = re.search(rf"^    [a-z |]*\b{command}\b[a-z |]*\) options='(.*)'", completion, re.M)[1]
+            self.assertEqual(set(completed.split()), offered)
+            self.assertEqual([part for part in (f".TP\n.B {command}\n", *offered) if part not in page], [])
+
     def test_links_lead_somewhere(self):
         for name, document in DOCUMENTS.items():
             for target in re.findall(r"\]\(([^)#:]+)[^):]*\)", document):
