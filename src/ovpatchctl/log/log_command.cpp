@@ -17,6 +17,7 @@ void tellRun(const LogRun& run, std::size_t number, const LogOptions& options, R
     report.line("");
     report.line("Run " + std::to_string(number) + ", process " + std::to_string(run.process) + ", " +
                 actionWord(diagnosis.action) + ": " + outcomeWords(run, diagnosis, isTerse()));
+    if (!run.hasBegun && !isTerse()) report.line("  its beginning is not in this log");
     tellCause(run, diagnosis, report);
     tellRecords(run, diagnosis, options.errors, report);
 }
@@ -26,6 +27,7 @@ Json runAsJson(const LogRun& run, std::size_t number, const LogOptions& options)
     Json out = {{"run", number},
                 {"process", run.process},
                 {"action", actionWord(diagnosis.action)},
+                {"begun", run.hasBegun},
                 {"ended", run.hasEnded}};
     const ResultWords* words = diagnosis.result == NO_RESULT ? nullptr : resultWords(diagnosis.result);
     out["result"] = words == nullptr ? Json(nullptr) : Json(diagnosis.result);
