@@ -23,6 +23,11 @@ set(program_doc ${CMAKE_INSTALL_DATAROOTDIR}/doc/ovpatch)
 install(TARGETS OvPatch RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT program)
 if(OVPATCH_CTL)
   install(TARGETS ovpatchctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT program)
+  if(NOT WIN32)
+    install(FILES man/ovpatchctl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT program)
+    install(FILES packaging/ovpatchctl.bash-completion RENAME ovpatchctl
+      DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions COMPONENT program)
+  endif()
 endif()
 install(FILES README.md packaging/copyright packaging/changelog DESTINATION ${program_doc} COMPONENT program)
 # One directory below README.md, as in the sources, so that the links between them hold.

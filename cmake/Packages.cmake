@@ -39,7 +39,8 @@ set(CPACK_DEBIAN_PROGRAM_DESCRIPTION "one-shot patch executor
 OvPatch applies an update that an updater has laid out in a work area: it asks
 the product's own patch agent about every file, saves what it overwrites and
 keeps a ledger of it. It rolls an update back on request, and a run that fails
-is undone.")
+is undone. The tool ovpatchctl tells beforehand what a run would do, watches it
+and explains afterwards what became of it.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME ovpatch-agent-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION devel)

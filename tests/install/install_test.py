@@ -22,7 +22,10 @@ from call import call  # noqa: E402
 from oracle import judge  # noqa: E402
 
 DOC, DEV_DOC, CONFIG = "share/doc/ovpatch/", "share/doc/ovpatch-agent-dev/", "share/cmake/OvPatchAgent/OvPatchAgentConfig"
-PROGRAM = {"bin/OvPatch", "share/man/man1/OvPatch.1", "share/man/man5/OvPatch.ini.5", "share/man/man5/OvBackup.ini.5",
+PROGRAMS = {"bin/OvPatch", "bin/ovpatchctl"}
+PROGRAM = {*PROGRAMS, *("share/man/man" + page for page in ("1/OvPatch.1", "1/ovpatchctl.1", "5/OvPatch.ini.5",
+                                                            "5/OvBackup.ini.5")),
+           "share/bash-completion/completions/ovpatchctl",
            DOC + "README.md", DOC + "copyright", DOC + "changelog", "lib/systemd/system/ovpatch@.service",
            *(DOC + "docs/" + page.name for page in SOURCE.glob("docs/*.*[dg]"))}
 DEVELOPMENT = {"include/ovpatch/patch_agent.h", "share/pkgconfig/ovpatch-agent.pc", CONFIG + ".cmake",
@@ -48,10 +51,10 @@ class InstallTest(unittest.TestCase):
         files = [path for path in prefix.rglob("*") if path.is_symlink() or not path.is_dir()]
         self.assertEqual(sorted(str(path.relative_to(prefix)) for path in files), sorted(expected))
         for path in [prefix, *prefix.rglob("*")]:
-            executable = path.is_dir() or path.name == "OvPatch"
+            executable = path.is_dir() or str(path.relative_to(prefix)) in PROGRAMS
             self.assertEqual(stat.filemode(path.stat().st_mode)[1:], "rwxr-xr-x" if executable else "rw-r--r--", path)
         for path in files:
-            for made_at in (BUILD, str(SOURCE), str(self.place)) if path.name != "OvPatch" else ():
+            for made_at in (BUILD, str(SOURCE), str(self.place)) if str(path.relative_to(prefix)) not in PROGRAMS else ():
                 self.assertNotIn(made_at.encode(), path.read_bytes(), path)
 
     def run_update(self, program, agent):
@@ -130,9 +133,10 @@ class DebianPackages(InstallTest):
         prefix = self.unpack(program, PROGRAM)
         for page in prefix.glob("share/man/*/*.gz"):
             self.assertEqual(gzip.decompress(page.read_bytes()), (SOURCE / "man" / page.stem).read_bytes())
-        binary = (prefix / "bin/OvPatch").read_bytes()
-        self.assertNotIn(b".symtab", binary, "not stripped")
-        self.assertNotIn(str(SOURCE).encode(), binary)
+        for binary in ((prefix / name).read_bytes() for name in PROGRAMS):
+            self.assertNotIn(b".symtab", binary, "not stripped")
+            self.assertNotIn(str(SOURCE).encode(), binary)
+        self.assertEqual(call(prefix / "bin/ovpatchctl", "--version"), f"ovpatchctl {VERSION}\n")
 
         if shutil.which("lintian"):
             found = call("lintian", "--allow-root", "--fail-on", "none", program, development).splitlines()

@@ -36,12 +36,16 @@ std::string countsOf(const Counted& counted) {
     return text.empty() ? "no files" : text;
 }
 
+bool isAsked(const Plan& plan) {
+    return plan.agent && plan.agent->state == AgentState::COMPLETE;
+}
+
 void tellHead(const Plan& plan, Report& report) {
     if (plan.action == Action::NONE) return;
     std::string line = plan.action == Action::UPDATE ? "Update" : "Rollback";
     if (!plan.backup && plan.action == Action::UPDATE) line += " without a backup: no rollback can undo it";
     report.line(line);
-    if (!plan.agent || plan.agent->state != AgentState::COMPLETE) return;
+    if (!isAsked(plan)) return;
     report.line("  agent " + shown(plan.agent->file) + ": has all entries of the " +
                 (plan.agent->generation == 0 ? "old" : "new") + " generation (" + plan.agent->kind + ")");
 }
@@ -53,10 +57,15 @@ void tellItem(const ItemPlan& item, Action action, Report& report) {
         report.line("    " + padded(nameOf(file.act)) + shown(file.path));
 }
 
-void tellFinding(const Finding& finding, Report& report) {
-    const std::string word = finding.isFailure ? "fails with " + std::to_string(finding.result) : "remark";
-    const std::string path = finding.path.empty() ? "" : shown(finding.path) + ": ";
-    report.line(word + ": " + path + finding.text);
+void tellFinding(const Plan& plan, const Finding& finding, Report& report) {
+    std::string line = finding.isFailure ? "fails with " + std::to_string(finding.result) : "remark";
+    if (!finding.path.empty()) {
+        line += ": " + shown(finding.path);
+    } else if (finding.item) {
+        const ItemPlan& item = plan.items[*finding.item];
+        line += ": " + itemName(item.itemClass, item.itemType) + " in " + shown(item.destination);
+    }
+    report.line(line + ": " + finding.text);
 }
 
 void tellEnd(const Plan& plan, Report& report) {
@@ -67,7 +76,7 @@ void tellEnd(const Plan& plan, Report& report) {
     else if (plan.action == Action::NONE)
         report.line(result + ", and do nothing.");
     else
-        report.line(result + (plan.agent ? ", if the agent agrees: " : ": ") + countsOf(plan) + ".");
+        report.line(result + (isAsked(plan) ? ", if the agent agrees: " : ": ") + countsOf(plan) + ".");
 }
 
 }  // namespace
@@ -77,7 +86,7 @@ void tell(const Plan& plan, Report& report) {
     for (const ItemPlan& item : plan.items)
         tellItem(item, plan.action, report);
     for (const Finding& finding : plan.findings)
-        tellFinding(finding, report);
+        tellFinding(plan, finding, report);
     tellEnd(plan, report);
 }
 

@@ -49,7 +49,7 @@ void checkRecord(const StoredLedger& ledger, std::size_t index, Plan* plan) {
                  "version " + versionText(item.itemClass, item.resultVersion) +
                      " is recorded already: a rollback will lead back to it, and no longer to " +
                      versionText(item.itemClass, record->originVersion),
-                 item.destination, index);
+                 "", index);
 }
 
 // The second one's record takes the place of the first one's.
@@ -61,7 +61,7 @@ void checkTwins(std::size_t index, Plan* plan) {
             other.destination != item.destination)
             continue;
         return plan->remark("item-twice", "an earlier item is the same: a rollback will undo this one alone",
-                            item.destination, index);
+                            "", index);
     }
 }
 
