@@ -86,14 +86,14 @@ void tellCause(const LogRun& run, const Diagnosis& diagnosis, Report& report) {
 }
 
 void putCause(const LogRun& run, const Diagnosis& diagnosis, Json* out) {
-    Json& cause = (*out)["cause"] = nullptr;
-    Json& advice = (*out)["advice"] = nullptr;
-    if (diagnosis.result == RESULT_DONE) return;
-    if (diagnosis.cause != NO_RECORD) {
+    const ResultWords* words = diagnosis.result == RESULT_DONE ? nullptr : wordsOf(run, diagnosis);
+    Json cause = nullptr;
+    if (words != nullptr && diagnosis.cause != NO_RECORD) {
         const std::string& message = run.records[diagnosis.cause].message;
         cause = {{"message", utf8(message)}, {"meaning", knownLine(LineRole::CAUSE, message)->meaning}};
     }
-    if (const ResultWords* words = wordsOf(run, diagnosis)) advice = words->advice;
+    (*out)["cause"] = cause;
+    (*out)["advice"] = words == nullptr ? Json(nullptr) : Json(words->advice);
 }
 
 void tellRecords(const LogRun& run, const Diagnosis& diagnosis, bool errorsOnly, Report& report) {
