@@ -11,7 +11,7 @@ import unittest
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path[:0] = [HERE, os.path.join(HERE, "../player")]
 from oracle import GONE, KEPT, judge, judge_again  # noqa: E402
-from player import (AGENTS, ENGINE, LOG, MANIFEST, PATTERN, PRODUCT, RECORD, SUFFIX, WINDOWS, Device,  # noqa: E402
+from player import (AGENTS, CALLS, ENGINE, LOG, MANIFEST, PATTERN, PRODUCT, RECORD, SUFFIX, WINDOWS, Device,  # noqa: E402
                     Story, differences, file, read_file, with_directories)
 
 # The lines of level 9; all others have level 6.
@@ -104,9 +104,9 @@ class Runs(unittest.TestCase):
         """Lays out the tree, or, with hands, what is left of it by a run that its agent ended, and changed by them."""
         self.device.lay(tree)
         if hands:
-            cut = self.device.run()
-            self.assertNotEqual(cut.exit, 0, cut.log)
-            self.device.lay(hands.apply(cut.tree))
+            self.assertNotEqual(self.device.wait(self.device.start()), 0)
+            left = self.device.look()
+            self.device.lay(hands.apply({path: left[path] for path in left if path not in (LOG, CALLS)}))
 
     def judged(self, tree, result=0, otherwise=None, through=(), hands=None):
         """What a run in that tree leaves, found right."""
