@@ -5,12 +5,12 @@
 #include <cctype>
 #include <functional>
 #include <random>
-#include <regex>
 #include <sstream>
 #include <utility>
 
 #include "foundation/bounded.h"
 #include "foundation/tokenizer.h"
+#include "tests/support/rows.h"
 
 namespace ovpatch {
 
@@ -18,7 +18,6 @@ namespace ovpatch {
 TEST(ByteString, DoesWhatAStringDoes) {
     std::mt19937 random(1);
     const auto below = [&](std::size_t bound) { return static_cast<std::uint32_t>(random() % bound); };
-    const std::regex ends("^[ \t\n\f\r]+|[ \t\n\f\r]+$");
     std::string model, text;  // what `ours` and `other` hold
     ByteString ours, other;
     const char* given = nullptr;  // the text, or null for an empty one
@@ -33,7 +32,7 @@ TEST(ByteString, DoesWhatAStringDoes) {
         [&] { ours.append(given), model += text; },
         [&] { ours.append(other), model += text; },
         [&] { ours.appendChar(1, 'x'), ours.appendChar(0, 'y'), ours.appendChar(-1, 'z'), model += 'x'; },
-        [&] { ours.trimWhitespace(), model = std::regex_replace(model, ends, ""); },
+        [&] { ours.trimWhitespace(), model = test::replaced(model, "^[ \t\n\f\r]+|[ \t\n\f\r]+$", ""); },
         [&] { ours.at(at) = '!', model.replace(from, at < model.size(), at < model.size(), '!'); },
         [&] {
             ours.replace(at, count, text.c_str()), capacity = model.replace(from, count, text).size() + 1;

@@ -3,12 +3,11 @@
 #include <algorithm>
 #include <functional>
 #include <random>
-#include <regex>
 #include <sstream>
 
 #include "fileops/code_page.h"
 #include "ini/kx_ini_util.h"
-#include "tests/support/temp_tree.h"
+#include "tests/support/rows.h"
 
 namespace ovpatch {
 
@@ -20,9 +19,7 @@ protected:
         return KxIniUtil(path.c_str(), ';', caseSensitive);
     }
     // What was written to a file as text.
-    std::string written(const std::string& name) {
-        return std::regex_replace(tree.read(name), std::regex("\r\n"), "\n");
-    }
+    std::string written(const std::string& name) { return test::replaced(tree.read(name), "\r\n", "\n"); }
     // What the document saves, as text.
     std::string saved(const KxIniUtil& document) {
         EXPECT_EQ(document.saveAs(tree.path("\\copy").c_str()), 1);

@@ -2,11 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <regex>
-
 #include "foundation/byte_string.h"
 #include "logging/log.h"
-#include "tests/support/temp_tree.h"
+#include "tests/support/rows.h"
 
 namespace ovpatch {
 
@@ -75,8 +73,8 @@ TEST(LogFile, HoldsRecordsAndIsCheckedWithEveryHundredth) {
     log("", 1);
     log(x(75) + " <b>");
     writeLogRecord(tree.path("\\missing\\log").c_str(), "lost");
-    std::string found = std::regex_replace(tree.read("log"), std::regex("\r\n"), "\n");
-    found = std::regex_replace(found, std::regex(" (P|T)\\[[0-9]+\\]"), " $1");
+    std::string found = test::replaced(tree.read("log"), "\r\n", "\n");
+    found = test::replaced(found, " (P|T)\\[[0-9]+\\]", " $1");
     EXPECT_EQ(found.substr(0, 14), "<html>\n<head>\n");
     for (const char* part :
          {"\"typ\"> Info:\n", "\"inf\"> &#60;b&#62;\n", "\"typ\"> Error:\n", "\"err\"> <hr>\n"})

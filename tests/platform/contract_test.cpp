@@ -191,9 +191,9 @@ std::string probed(const std::string& words) {
     const int value = std::system(line.c_str());
     const std::string shown = tree.read("shown");
     EXPECT_EQ(static_cast<std::size_t>(ON_WINDOWS ? value : value >> 8),
-              std::regex_replace(shown, std::regex("<.*?>"), "u").size() % 100)
+              test::replaced(shown, "<.*?>", "u").size() % 100)
         << shown;
-    return std::regex_replace(shown, std::regex("^\"[^\"]*platform_entry_probe[^\"]*\""), "P");
+    return test::replaced(shown, "^\"[^\"]*platform_entry_probe[^\"]*\"", "P");
 }
 
 TEST(Contract, TheArgumentsReachTheEntryAsOneLineInQuotes) {
