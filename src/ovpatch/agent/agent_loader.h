@@ -26,8 +26,8 @@ void loadNewPatchAgent(const char* fileName, PatchAgentApi* agent);
 // so it is called once per load. Harmless on a table that was never filled.
 void unloadPatchAgent(PatchAgentApi* agent);
 
-// The name of the entry of that generation at `index`, in the order in which they are asked for; null behind the
-// last one.
+// The name of the entry of that generation at `index`, in the order in which they are asked for; null behind
+// the last one.
 LPCWSTR agentEntryName(std::int32_t generation, std::size_t index);
 
 // The library's handle, or null when the name does not fit or the library cannot be loaded.
