@@ -1,0 +1,49 @@
+// Lines of journals: what is written reads back, and what is not exactly in their form is none.
+#include "ovpatch/journal/journal_line.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "ovpatch/journal/line_trust.h"
+
+namespace ovpatch {
+
+// The line as it is written once it was read, and behind it what speaks against it.
+std::string again(const std::string& text) {
+    static ReadJournalLine read;
+    static char out[JOURNAL_LINE_SIZE];
+    if (!parseLine(text.data(), text.size(), &read)) return "no line";
+    const std::size_t length = formatLine(read.line, out);
+    return std::string(out, length) + (isTrusted(read.line) ? "" : "untrusted");
+}
+
+TEST(JournalLine, ReadsBackWhatWasWritten) {
+    const std::string file = " 9:1700000000.000000000:42", none = " -",
+                      copy = " \"d\\OV_Backup\\1\\2\\backup.000\"";
+    for (const std::string& line :
+         {std::string("directory \"d\""), std::string("tree \"d\\OVSrc.tmp\""),
+          "add" + file + " \"d\\a%22b%25%0Ac\"", "write" + file + " 0:-1.999999999:0" + copy + " \"d\\x\"",
+          "remove" + none + copy + " \"d\\x\"", "restore" + none + file + copy + copy + " \"d\\x\"",
+          "swap" + file + file + copy + " \"d\\x\"",
+          "put" + none + " \"d\\OV_Backup\\ovk0.tmp\" \"d\\OV_Backup\\OvBackup.ini\"",
+          "made" + file + " \"d\\OV_Backup\\OvBackup.ini\"", std::string("void"), "drop" + copy,
+          std::string("result -1") + none, std::string("done")}) {
+        EXPECT_EQ(again(line), line + "\n");
+        for (std::size_t at = 0; at < line.size(); ++at) {
+            EXPECT_NE(again(line.substr(0, at)), line.substr(0, at) + "\n") << at;
+            EXPECT_EQ(again(line.substr(0, at) + " " + line.substr(at)).find(line + "\n"), std::string::npos)
+                << at;
+        }
+        EXPECT_EQ(again(line + " "), "no line");
+    }
+}
+
+TEST(JournalLine, NamesOnlyWhatARunWouldHaveMade) {
+    for (const char* line : {"tree \"d\"", "tree \"OVSrc.tmp\\x\"", "drop \"d\\x\"", "dropTree \"d\"",
+                             "add - \"d\\*\"", "swap - - \"d\\x\" \"d\\y\"", "put - \"d\\ovk0.tmp\" \"d\\x\"",
+                             "remove - \"d\\backup.000\" \"d\\x\"", "drop \"d\\OV_Backup\\1\\x\""})
+        EXPECT_EQ(again(line), std::string(line) + "\nuntrusted");
+}
+
+}  // namespace ovpatch
