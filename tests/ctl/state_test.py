@@ -72,12 +72,13 @@ class Told(runs_test.Runs):
 
 class Situations(Told):
     def play(self, words, changes, result, lines, otherwise, run):
+        changes, cut, hands = changes.partition(";;;")
         _, tree = self.prepare(words, changes, run)
         plain = tree[SETTINGS] == file("[Debug]\nLevel=6\n")
         for html in (0, 1) if plain else (0,):
             if plain:
                 tree[SETTINGS] = file(f"[Debug]\nLevel=6\nhtml={html}\n")
-            self.device.lay(tree)
+            self.lay(tree, runs_test.Changes(hands) if cut else None)
             status, told, said = ctl(self.device, "run", "--json", "--program", PROGRAM, "base")
             if status == 66:
                 return self.assertIn("there is no manifest", said)
@@ -90,7 +91,8 @@ class Situations(Told):
             seen = [("E " if record["error"] else "I ") + unescaped(record["message"]).replace("\n", "") for record in logged["records"]]
             for line in filter(lambda line: re.match("[EI] ", line), lines.split(" & ")):
                 self.assertIn(line, seen)
-        return self.check_status(self.device.look())
+        after = self.device.look()
+        return None if any("OvJournal" in path for path in after) else self.check_status(after)
 
     def test_rows(self):
         """Results, causes and records are told of both formats of the log, and what is on the disk of each end."""
