@@ -1,42 +1,38 @@
 #!/usr/bin/env python3
-"""Measures OvPatch beside the tools that a user would take instead.
+"""Measures OvPatch beside a floor and beside the tools that a user would take instead.
 
-For each number of files N it lays out an item of N files, all of which exist at the destination, and runs in
-alternation, each on a fresh destination:
+Workloads, each an update and the rollback of it:
 
-  update    OvPatch, action 0, no agent    beside  rsync -a --backup --backup-dir, and cp -a (which saves nothing)
-  second    the same update once more, over the ledger and the copies of the first
-  rollback  OvPatch, action 1              beside  rsync -a BACKUP/ DST/ (which saves nothing before it restores)
+  overwritten  N files, all of which exist at the destination    deep   N / 10 files, each in a leaf of a tree of depth 12
+  new          N files, none of which does                       big    20 files of 16 MiB that exist
+  second       the update of `overwritten` a second time         items  100 and 800 items of 20 files at one destination
 
-and prints the median time per file, the system calls per file and the peak memory; OvPatch with a quiet log
-(Level=10) and with the default one. Usage: bench/bench.py [--program P] [--sizes 1000,5000] [--rounds 3]
-[--bytes 4096] [--place DIR] [--no-strace]
+Who does them, in alternation and each on a fresh destination:
+
+  floor        bench/floor.c: the calls of the system that the same outcome takes, and nothing else
+  recovery=0, flush=0, default, flush=2    OvPatch with these settings, without an agent and with a quiet log (Level=10)
+  logged       OvPatch with flush=0 and the log that it writes when nothing is set
+  rsync        update: -a --backup --backup-dir; rollback: -a BACKUP/ DST/, which saves nothing before it restores
+  cp           update: cp -a, which saves nothing
+
+It prints, per file, the least user and system time, the least elapsed time, the system calls, and the peak memory.
 """
 
 import argparse
 import os
 import re
 import shutil
-import statistics
 import subprocess
 import sys
 import tempfile
 import time
 
-MOST_NAMES = 46656  # names of backup copies in one directory; a second update needs two per file
-
-MANIFEST = """[common]
-action={action}
-itemcount=1
-patchagent.version=1
-orvelle_path=base
-[item_0]
-class=1
-type=1
-origin.version=1.0
-result.version=1.1
-destination=dst
-"""
+HERE = os.path.dirname(os.path.abspath(__file__))
+QUIET = "[Debug]\nLevel=10\n"
+SETTINGS = {"recovery=0": "recovery=0\n" + QUIET, "flush=0": "flush=0\n" + QUIET, "default": QUIET,
+            "flush=2": "flush=2\n" + QUIET, "logged": "flush=0\n"}
+MANIFEST = "[common]\naction={}\nitemcount={}\npatchagent.version=1\norvelle_path=base\n"
+ITEM = "[item_{}]\nclass=1\ntype={:x}\norigin.version=1.0\nresult.version=1.1\ndestination=dst\n"
 
 
 def install(*packages):
@@ -46,159 +42,183 @@ def install(*packages):
                        stdout=subprocess.DEVNULL)
 
 
+def write(path, stamp, size, mtime):
+    os.makedirs(os.path.dirname(path), exist_ok=True)
+    with open(path, "wb") as file:
+        file.write((stamp * (size // len(stamp) + 1))[:size])
+    os.utime(path, (mtime, mtime))
+
+
 class Place:
-    """One working directory: base/ with the work area and the manifest, dst/ with the product."""
+    """One working directory: base/ with the work area and the manifest, dst/ with the product.
 
-    def __init__(self, root, count, size):
-        self.root, self.count = root, count
-        self.pristine = os.path.join(root, "pristine")
-        self.source = os.path.join(root, "base", "OV_Temp", "1", "1")
-        self.target = os.path.join(root, "dst")
-        self.saved = os.path.join(root, "saved")
-        os.makedirs(self.pristine)
-        os.makedirs(self.source)
-        for i in range(count):
-            name = f"file{i:05}.dll"
-            self.write(os.path.join(self.pristine, name), b"old %08d " % i, size, 1_600_000_000)
-            self.write(os.path.join(self.source, name), b"new %08d " % i, size, 1_700_000_000)
+    `files` are the item that brings a file, its name, and whether it is there already."""
 
-    @staticmethod
-    def write(path, stamp, size, mtime):
-        with open(path, "wb") as file:
-            file.write((stamp * (size // len(stamp) + 1))[:size])
-        os.utime(path, (mtime, mtime))
+    def __init__(self, root, files, size):
+        self.root, self.files = root, files
+        self.items = max(item for item, _, _ in files)
+        for item, name, exists in files:
+            write(f"{root}/base/OV_Temp/1/{item}/{name}", b"new " + name.encode(), size, 1_700_000_000)
+            if exists:
+                write(f"{root}/pristine/{name}", b"old " + name.encode(), size, 1_600_000_000)
 
     def fresh(self):
         """What the last run left is put aside and deleted at the end only: a file system that has just freed many
         files can take long to make new ones, which would be told against whoever comes next."""
-        for path in (self.target, self.saved, os.path.join(self.root, "base", "OV_Log")):
-            if os.path.exists(path):
-                os.rename(path, tempfile.mkdtemp(dir=self.root, prefix="used."))
-        shutil.copytree(self.pristine, self.target)
+        for name in ("dst", "saved", "base/OV_Log"):
+            if os.path.exists(f"{self.root}/{name}"):
+                os.rename(f"{self.root}/{name}", tempfile.mkdtemp(dir=self.root, prefix="used."))
+        if os.path.exists(f"{self.root}/pristine"):
+            subprocess.run(["cp", "-a", f"{self.root}/pristine", f"{self.root}/dst"], check=True)
+        else:
+            os.mkdir(f"{self.root}/dst")
         os.sync()
 
-    def order(self, action, quiet):
-        with open(os.path.join(self.root, "base", "OV_Temp", "OvPatch.ini"), "w") as file:
-            file.write(MANIFEST.format(action=action))
-        with open(os.path.join(self.root, "base", "ovcfg.ini"), "w") as file:
-            file.write("[Debug]\nLevel=10\n" if quiet else "")
+    def tidy(self):
+        for name in os.listdir(self.root):
+            if name.startswith("used."):
+                shutil.rmtree(f"{self.root}/{name}")
 
-    def result(self):
-        with open(os.path.join(self.root, "base", "OV_Temp", "OvResult.ini")) as file:
-            return file.read().strip()
+    def order(self, action, settings):
+        with open(f"{self.root}/base/OV_Temp/OvPatch.ini", "w") as file:
+            file.write(MANIFEST.format(action, self.items))
+            file.writelines(ITEM.format(n, n + 1) for n in range(self.items))
+        with open(f"{self.root}/base/ovcfg.ini", "w") as file:
+            file.write(settings)
 
-    def holds(self, stamp):
-        first = os.path.join(self.target, "file00000.dll")
-        last = os.path.join(self.target, f"file{self.count - 1:05}.dll")
-        return all(open(p, "rb").read(3) == stamp for p in (first, last))
-
-
-def timed(command, cwd):
-    """Seconds and peak memory in KiB of one run. time(1) stands between, as a child of this process would start out
-    with this process's memory as its peak."""
-    start = time.perf_counter()
-    done = subprocess.run(["/usr/bin/time", "-f", "peak %M", *command], cwd=cwd, stdout=subprocess.DEVNULL,
-                          stderr=subprocess.PIPE, text=True)
-    seconds = time.perf_counter() - start
-    if done.returncode != 0:
-        sys.exit(f"{command[0]} failed: {done.returncode} {done.stderr}")
-    return seconds, int(done.stderr.split()[-1])
+    def is_done(self, action):
+        for _, name, exists in (self.files[0], self.files[-1]):
+            path, wanted = f"{self.root}/dst/{name}", b"new" if action == 0 else b"old" if exists else None
+            found = None
+            if os.path.exists(path):
+                with open(path, "rb") as file:
+                    found = file.read(3)
+            if found != wanted:
+                return False
+        return True
 
 
-def calls(command, cwd):
-    """System calls of one run, its children's included."""
-    with tempfile.NamedTemporaryFile("r") as summary:
-        subprocess.run(["strace", "-f", "-c", "-U", "calls", "-o", summary.name, *command], cwd=cwd, check=True,
-                       stdout=subprocess.DEVNULL)
-        return max(int(number) for number in re.findall(r"^\s*(\d+)", summary.read(), re.M))
+class Runner:
+    """Who does the work: the commands of both actions, None for one that it does not know."""
 
+    def __init__(self, name, chosen, place):
+        self.name, self.place, self.settings = name, place, SETTINGS.get(name)
+        self.best = {}
+        sources = [f"base/OV_Temp/1/{n + 1}/" for n in range(place.items)]
+        floor = [chosen.floor, "{}", "base/OV_Temp/1", "dst", "saved"]
+        backed = ["rsync", "-a", "--backup", f"--backup-dir={place.root}/saved", *sources, "dst/"]
+        self.commands = {"floor": [[part.format(action) for part in floor] for action in ("update", "rollback")],
+                         "rsync": [backed, ["rsync", "-a", "saved/", "dst/"]],
+                         "cp": [["cp", "-a", *(source + "." for source in sources), "dst/"], None]}
+        self.commands = self.commands.get(name, [[chosen.program, "base"]] * 2)
+        if name == "rsync" and not place.files[0][2]:
+            self.commands[1] = None
 
-class Contest:
-    """Runs of one kind: how the place is prepared, what is run, and how its outcome is checked."""
+    def prepare(self, action, settings):
+        if self.settings is not None:
+            self.place.order(action, settings)
 
-    def __init__(self, name, prepare, command, check):
-        self.name, self.prepare, self.command, self.check = name, prepare, command, check
-        self.seconds, self.memory = [], 0
+    def play(self, action, prefix=()):
+        command = [*prefix, *self.commands[action]]
+        start = time.perf_counter()
+        process = subprocess.Popen(command, cwd=self.place.root, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+        said = process.stderr.read().decode()
+        _, status, usage = os.wait4(process.pid, 0)
+        elapsed = time.perf_counter() - start
+        process.returncode = os.waitstatus_to_exitcode(status)
+        if process.returncode != 0 or not self.place.is_done(action):
+            sys.exit(f"{' '.join(command)}: not done, {said}")
+        return usage.ru_utime + usage.ru_stime, elapsed, said
 
-    def round(self, place):
-        self.prepare()
-        seconds, memory = timed(self.command, place.root)
-        if not self.check():
-            sys.exit(f"{self.name}: the outcome is not what it must be ({place.result()})")
-        self.seconds.append(seconds)
-        self.memory = max(self.memory, memory)
-
-    def row(self, place, trace):
-        per_call = "-"
-        if trace:
-            self.prepare()
-            per_call = f"{calls(self.command, place.root) / place.count:.1f}"
-        per_file = statistics.median(self.seconds) / place.count * 1e6
-        print(f"{place.count:>7} | {self.name:<28} | {per_file:>9.1f} | {per_call:>9} | {self.memory / 1024:>8.1f}",
-              flush=True)
-
-
-def contests(place, program, steps):
-    run = [program, "base"]
-    sync = ["rsync", "-a", "--backup", f"--backup-dir={place.saved}", place.source + "/", place.target + "/"]
-
-    def updated():
-        return place.result() == "result=0" and place.holds(b"new")
-
-    def ready(step, quiet):
-        """The destination as it must be before the step is timed."""
-        place.fresh()
+    def measure(self, step, prefix):
+        """One round of a step: before it, what it rests on is done by OvPatch's quickest way or by the tool itself."""
+        action = int(step == "rollback")
+        if self.commands[action] is None or (step == "second" and self.settings is None):
+            return None
+        self.place.fresh()
         if step != "update":
-            place.order(0, True)
-            subprocess.run(run, cwd=place.root, check=True)
-        place.order(1 if step == "rollback" else 0, quiet)
+            self.prepare(0, SETTINGS["recovery=0"])
+            self.play(0)
+        self.prepare(action, self.settings)
+        return self.play(action, prefix)
 
-    def synced():
-        place.fresh()
-        subprocess.run(sync, check=True)
+    def note(self, step, column, value):
+        key = (step, column)
+        self.best[key] = min(self.best.get(key, value), value)
 
-    found = []
-    for step in steps:
-        done = (lambda: place.result() == "result=0" and place.holds(b"old")) if step == "rollback" else updated
-        for quiet, label in ((True, "quiet log"), (False, "default log")):
-            found.append(Contest(f"{step}, {label}", lambda s=step, q=quiet: ready(s, q), run, done))
-        if step == "update":
-            found.append(Contest("rsync -a --backup", place.fresh, sync, lambda: place.holds(b"new")))
-            found.append(Contest("cp -a", place.fresh, ["cp", "-a", place.source + "/.", place.target],
-                                 lambda: place.holds(b"new")))
-        if step == "rollback":
-            found.append(Contest("rsync -a BACKUP/ DST/", synced, ["rsync", "-a", place.saved + "/", place.target + "/"],
-                                 lambda: place.holds(b"old")))
-    return found
+    def round(self, step, trace):
+        """time(1) tells the peak: a child of this process would start out with this process's memory as its peak."""
+        count = len(self.place.files)
+        if trace:
+            with tempfile.NamedTemporaryFile("r") as summary:
+                if self.measure(step, ["strace", "-f", "-c", "-U", "calls", "-o", summary.name]):
+                    calls = max(int(number) for number in re.findall(r"^\s*(\d+)", summary.read(), re.M))
+                    self.note(step, "calls", calls / count)
+            return
+        taken = self.measure(step, ["time", "-f", "%M"])
+        if taken:
+            self.note(step, "cpu", taken[0] / count * 1e6)
+            self.note(step, "elapsed", taken[1] / count * 1e6)
+            self.note(step, "peak", int(taken[2].split()[-1]) / 1024)
+
+
+def workloads(chosen):
+    """The name of each, its files, their size, and its steps."""
+    count, both = chosen.files, ("update", "rollback")
+    leaves = [[f"{'/'.join(f'{leaf:012b}')}/leaf.dll"] for leaf in range(min(count // 10, 4096))]
+    names = [f"file{n:05}.dll" for n in range(count)]
+    found = {"overwritten": ([(1, name, True) for name in names], chosen.bytes, both),
+             "second": ([(1, name, True) for name in names[:20000]], chosen.bytes, ("second",)),
+             "new": ([(1, name, False) for name in names], chosen.bytes, both),
+             "deep": ([(1, name, False) for [name] in leaves], chosen.bytes, both),
+             "big": ([(1, name, True) for name in names[:20]], 16 << 20, both)}
+    for items in (100, 800):
+        files = [(n // 20 + 1, f"{n // 20:03}-{n % 20:02}.dll", True) for n in range(items * 20)]
+        found[f"items {items}"] = (files, chosen.bytes, both)
+    return {name: found[name] for name in found if name.split()[0] in chosen.workloads.split(",")}
+
+
+def show(title, column, rows, names):
+    print(f"\n{title}\n\n| | {' | '.join(names)} |\n|---|{'---:|' * len(names)}")
+    for name, step, runners in rows:
+        cells = [runner.best.get((step, column)) for runner in runners]
+        print(f"| {name}, {step} | {' | '.join('-' if cell is None else f'{cell:.1f}' for cell in cells)} |")
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    here = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-    parser.add_argument("--program", default=os.path.join(here, "build", "release", "OvPatch"))
-    parser.add_argument("--sizes", default="1000,5000,10000,20000,40000")
-    parser.add_argument("--rounds", type=int, default=3)
+    parser.add_argument("--program", default=os.path.join(os.path.dirname(HERE), "build", "release", "OvPatch"))
+    parser.add_argument("--workloads", default="overwritten,second,new,deep,big,items")
+    parser.add_argument("--who", default=",".join(["floor", *SETTINGS, "rsync", "cp"]))
+    parser.add_argument("--files", type=int, default=40000)
     parser.add_argument("--bytes", type=int, default=4096)
+    parser.add_argument("--rounds", type=int, default=5)
     parser.add_argument("--place", help="where to work; a directory on the file system to be measured")
     parser.add_argument("--no-strace", action="store_true")
     chosen = parser.parse_args()
     install("rsync", "time", *([] if chosen.no_strace else ["strace"]))
-
-    print(f"files of {chosen.bytes} bytes, median of {chosen.rounds} rounds in alternation")
-    print("  files | what                         | µs / file | calls / f | peak MiB")
-    for count in (int(size) for size in chosen.sizes.split(",")):
-        steps = ["update", "second", "rollback"] if 2 * count <= MOST_NAMES else ["update", "rollback"]
-        root = tempfile.mkdtemp(dir=chosen.place)
-        try:
-            place = Place(os.path.join(root, "place"), count, chosen.bytes)
-            entries = contests(place, os.path.abspath(chosen.program), steps)
-            for _ in range(chosen.rounds):
-                for entry in entries:
-                    entry.round(place)
-            for entry in entries:
-                entry.row(place, not chosen.no_strace)
-        finally:
-            shutil.rmtree(root)
+    chosen.program, names, rows = os.path.abspath(chosen.program), chosen.who.split(","), []
+    root = tempfile.mkdtemp(dir=chosen.place)
+    try:
+        chosen.floor = os.path.join(root, "floor")
+        subprocess.run(["cc", "-O2", "-o", chosen.floor, os.path.join(HERE, "floor.c")], check=True)
+        for name, (files, size, steps) in workloads(chosen).items():
+            place = Place(os.path.join(root, name), files, size)
+            runners = [Runner(who, chosen, place) for who in names]
+            for step in steps:
+                for number in range(chosen.rounds + (not chosen.no_strace)):
+                    for runner in runners:
+                        runner.round(step, number == chosen.rounds)
+                        place.tidy()
+                rows.append((name, step, runners))
+            shutil.rmtree(place.root)
+            print(f"{name}: {chosen.rounds} rounds", file=sys.stderr, flush=True)
+    finally:
+        shutil.rmtree(root)
+    show("Least user and system time, µs per file", "cpu", rows, names)
+    show("Least elapsed time, µs per file", "elapsed", rows, names)
+    show("System calls per file", "calls", rows, names)
+    show("Peak memory, MiB", "peak", rows, names)
 
 
 if __name__ == "__main__":
