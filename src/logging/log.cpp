@@ -23,9 +23,14 @@ const LogLocation& logLocation() {
 }
 
 void setLogLocation(const char* file, std::uint32_t line, std::int32_t isError) {
-    location.fileName = baseName(file);
+    // Most records come from the source of the one before.
+    if (file == nullptr || location.fileName.compare(file) != 0) location.fileName = baseName(file);
     location.line = line;
     location.isError = isError;
+}
+
+bool logReaches(std::int32_t level) {
+    return infoHub.wants(level) || errorHub.wants(level);
 }
 
 void logPrintf(std::int32_t level, const char* format, ...) {

@@ -22,6 +22,9 @@ const LogLocation& logLocation();
 // information and 1 for an error; it stays in force until the next call.
 void setLogLocation(const char* file, std::uint32_t line, std::int32_t isError);
 
+// Whether any listener does more with a record of that level, error or not, than to drop it.
+bool logReaches(std::int32_t level);
+
 // Formats a text in the manner of printf and hands it, with its level, to the listeners of the hub that the
 // last setLogLocation chose: infoHub for 0, errorHub for 1, none for any other value. A text of 10240 bytes
 // or more is cut at 10239.

@@ -12,6 +12,7 @@
 
 namespace ovpatch {
 
+class StoredLedger;
 struct PatchAgentApi;
 
 struct ItemCopyContext {
@@ -24,6 +25,7 @@ struct ItemCopyContext {
     TakenNames* takenNames;       // what is known of the item's backup directory; not owned
     platform::CopySource*
         source;  // an update's: where the file that is about to be copied is opened; not owned
+    StoredLedger* storedLedger;  // a rollback's: the ledger that was read last; not owned
 };
 
 }  // namespace ovpatch

@@ -1,5 +1,6 @@
 #include "ovpatch/ledger/ledger_file.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "fileops/paths.h"
@@ -68,28 +69,38 @@ void addLedgerRecord(KxIniUtil* ledger, const char* section, const BackupItem& i
     addFiles(ledger, section, "written", item.writtenFiles, item.writtenCount);
 }
 
-bool saveLedgerWithout(const BackupStru& stored, std::uint32_t index, MissingAgent agent, const char* path) {
-    KxIniUtil ledger(nullptr, LEDGER_COMMENT, false);
-    addCommonNumber(&ledger, "itemcount", stored.itemCount - 1);
-    addCommonNumber(&ledger, "patchagent.version", static_cast<std::uint32_t>(stored.patchAgentVersion));
+void composeLedger(const BackupStru& stored, const BackupItem* const* without, MissingAgent agent,
+                   KxIniUtil* ledger) {
+    const auto gone = stored.itemCount - std::count(without, without + stored.itemCount, nullptr);
+    addCommonNumber(ledger, "itemcount", stored.itemCount - static_cast<std::uint32_t>(gone));
+    addCommonNumber(ledger, "patchagent.version", static_cast<std::uint32_t>(stored.patchAgentVersion));
     if (stored.patchAgentFile != nullptr || agent == MissingAgent::WRITTEN_EMPTY) {
-        ledger.addValue(COMMON, "patchagent", stored.patchAgentFile);
+        ledger->addValue(COMMON, "patchagent", stored.patchAgentFile);
     }
     std::uint32_t number = 0;
     for (std::uint32_t k = 0; k < stored.itemCount; ++k) {
-        if (k == index) continue;
+        if (without[k] != nullptr) continue;
         char section[VALUE_SIZE];
         formatSectionName(number++, section, sizeof section);
-        addLedgerRecord(&ledger, section, stored.items[k]);
+        addLedgerRecord(ledger, section, stored.items[k]);
     }
-    return writeLedger(&ledger, path);
 }
+
+namespace {
+
+bool tryToWrite(const KxIniUtil& ledger, const char* path) {
+    const bool saved = journal().beginPut(path) && ledger.saveAs(path) != 0;
+    journal().endPut(path);
+    return saved;
+}
+
+}  // namespace
 
 bool writeLedger(KxIniUtil* ledger, const char* path) {
     // It is not written again when it goes.
     ledger->setReadOnly();
-    const bool saved = journal().beginPut(path) && ledger->saveAs(path) != 0;
-    journal().endPut(path);
+    // Many records go with it: what fails in passing is tried once more.
+    const bool saved = tryToWrite(*ledger, path) || tryToWrite(*ledger, path);
     if (!saved) STRU_ERROR(6, "ledger %s cannot be written.", path);
     return saved;
 }

@@ -28,9 +28,10 @@ void addLedgerRecord(KxIniUtil* ledger, const char* section, const BackupItem& i
 // What a ledger that names no agent gets when it is rewritten.
 enum class MissingAgent { LEFT_OUT, WRITTEN_EMPTY };
 
-// Writes the stored ledger to `path` as a new file without the record at `index`: the records behind it move
-// up by one number. False when the file could not be written, which the log tells: it is as it was then.
-bool saveLedgerWithout(const BackupStru& stored, std::uint32_t index, MissingAgent agent, const char* path);
+// Puts the stored ledger into the empty document `ledger`, without the records that are not null in
+// `without`, which has as many entries: those behind one move up by one number.
+void composeLedger(const BackupStru& stored, const BackupItem* const* without, MissingAgent agent,
+                   KxIniUtil* ledger);
 
 // The bare file name of the backup copy in an entry of `writtenFiles`.
 ByteString backupCopyName(const char* entry);
@@ -42,7 +43,7 @@ void takeCopyNames(const BackupItem& item, TakenNames* names);
 bool sharesBackupDir(const BackupItem& item, const char* backupDirectory);
 
 // Writes the document to `path`, here and now and not again at its end, and tells the journal. False when
-// that failed, which the log tells: then the file is as it was.
+// that failed twice, which the log tells: then the file is as it was.
 bool writeLedger(KxIniUtil* ledger, const char* path);
 
 // Lists the backup directory in `context->takenNames`, unless it is the one that was listed last. Names that

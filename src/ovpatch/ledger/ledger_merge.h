@@ -11,7 +11,7 @@ namespace ovpatch {
 // With `backup` other than 0 each item's record replaces the older record of the same item, whose backup
 // copies are deleted; missing ledgers are created. With `backup` 0 the copies of this run are deleted and so
 // is any older record of the item, with its copies: the item has no rollback then. Each ledger file is
-// complete after each item. Nothing is reported: a ledger that cannot be read ends the merge (with a backup)
+// complete at any time. Nothing is reported: a ledger that cannot be read ends the merge (with a backup)
 // or is passed over (without), and the log says so. Every record of `runLedger` must have its destination.
 void mergeBackupIni(const BackupStru& runLedger, std::int32_t backup);
 

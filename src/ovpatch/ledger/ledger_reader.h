@@ -9,6 +9,9 @@
 
 namespace ovpatch {
 
+// The level of the reader's lines in the log.
+constexpr std::int32_t READER_LEVEL = 6;
+
 // Turns the open ledger into a stored ledger. Answers 1 when it was read, also when it holds no items; the
 // caller ends `out` with freeBackupStru. Answers 0 on every failure: the log has the reason, everything is
 // released already and `out` must not be used. A null argument is such a failure.

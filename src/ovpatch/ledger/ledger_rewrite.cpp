@@ -1,19 +1,13 @@
 #include "ovpatch/ledger/ledger_rewrite.h"
 
-#include "ini/kx_ini_util.h"
 #include "ovpatch/ledger/backup_paths.h"
 #include "ovpatch/ledger/ledger_file.h"
-#include "ovpatch/ledger/ledger_reader.h"
+#include "ovpatch/ledger/record_removal.h"
 #include "ovpatch/log_lines.h"
 
 namespace ovpatch {
 
 namespace {
-
-bool readLedger(const char* path, BackupStru* stored) {
-    KxIniUtil ledger(path, LEDGER_COMMENT, false);
-    return phaseIniForBackup(&ledger, stored) != 0;
-}
 
 // The rollback's safety copies, and what is left of the undone update's copies.
 void removeCopies(const BackupItem& item, const BackupItem* undone) {
@@ -25,26 +19,17 @@ void removeCopies(const BackupItem& item, const BackupItem* undone) {
     if (undone != nullptr) removeBackupCopies(*undone, directory, &names);
 }
 
-void takeOut(const BackupItem& item) {
-    char path[1024];
-    BackupStru stored;
-    if (!ledgerPath(item.destination, path, sizeof path) || !readLedger(path, &stored)) return;
-    const BackupItem* undone = findBackupItem(stored, item.itemClass, item.itemType);
-    if (undone != nullptr) {
-        // While the record stands, what it names stays.
-        const bool saved = saveLedgerWithout(stored, static_cast<std::uint32_t>(undone - stored.items),
-                                             MissingAgent::LEFT_OUT, path);
-        removeCopies(item, saved ? undone : nullptr);
-    }
-    freeBackupStru(&stored);
-}
-
 }  // namespace
 
-void updateBackupIni(const BackupStru& runLedger) {
+void updateBackupIni(const BackupStru& runLedger, StoredLedger* storedLedger) {
     STRU_INFO(6, "updateBackupIni: start.");
-    for (std::uint32_t i = 0; i < runLedger.itemCount; ++i)
-        takeOut(runLedger.items[i]);
+    RecordRemoval removal(storedLedger, MissingAgent::LEFT_OUT, removeCopies);
+    for (std::uint32_t i = 0; i < runLedger.itemCount; ++i) {
+        char path[1024];
+        if (ledgerPath(runLedger.items[i].destination, path, sizeof path))
+            removal.takeOut(runLedger.items[i], path);
+    }
+    removal.write();
     STRU_INFO(6, "updateBackupIni: done.");
 }
 

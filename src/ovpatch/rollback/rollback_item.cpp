@@ -12,12 +12,11 @@
 #include "fileops/wide_path.h"
 #include "foundation/bounded.h"
 #include "foundation/tokenizer.h"
-#include "ini/kx_ini_util.h"
 #include "ovpatch/agent/agent_api.h"
 #include "ovpatch/journal/keeper.h"
 #include "ovpatch/ledger/backup_paths.h"
 #include "ovpatch/ledger/ledger_file.h"
-#include "ovpatch/ledger/ledger_reader.h"
+#include "ovpatch/ledger/stored_ledger.h"
 #include "ovpatch/ledger/unique_name.h"
 #include "ovpatch/log_lines.h"
 
@@ -50,26 +49,28 @@ struct FilePaths {
     char safety[PATH_SIZE];
 };
 
-std::int32_t readLedger(const char* destination, BackupStru* stored) {
+std::int32_t readLedger(const char* destination, StoredLedger* stored) {
     char path[PATH_SIZE];
     if (!ledgerPath(destination, path, sizeof path)) {
         UPDATER_ERROR(6, "rollbackItem: CatURIWithFile failed.");
         return ROLLBACK_BAD_ARGUMENTS;
     }
+    if (stored->isRead(path)) return ROLLBACK_DONE;
     if (!pathExists(path)) {
         UPDATER_ERROR(6, "rollbackItem: %s doesnot exist.", path);
         return ROLLBACK_NO_LEDGER;
     }
-    const std::unique_ptr<KxIniUtil> ledger(new (std::nothrow) KxIniUtil(path, LEDGER_COMMENT, false));
-    if (ledger == nullptr) {
-        UPDATER_ERROR(6, "rollbackItem: create KxIniUtil object failed.");
-        return ROLLBACK_NO_LEDGER;
+    switch (stored->read(path)) {
+        case StoredLedger::Reading::DONE:
+            return ROLLBACK_DONE;
+        case StoredLedger::Reading::NO_MEMORY:
+            UPDATER_ERROR(6, "rollbackItem: create KxIniUtil object failed.");
+            return ROLLBACK_NO_LEDGER;
+        case StoredLedger::Reading::FAILED:
+            break;
     }
-    if (phaseIniForBackup(ledger.get(), stored) == 0) {
-        UPDATER_ERROR(6, "rollbackItem: phaseIniForBackup failed.");
-        return ROLLBACK_NO_LEDGER;
-    }
-    return ROLLBACK_DONE;
+    UPDATER_ERROR(6, "rollbackItem: phaseIniForBackup failed.");
+    return ROLLBACK_NO_LEDGER;
 }
 
 std::int32_t tooLong() {
@@ -299,21 +300,18 @@ std::int32_t undoItem(const ItemCopyContext& context, const BackupItem& undone) 
 
 std::int32_t rollbackItem(const ItemCopyContext& context) {
     UPDATER_INFO(6, "rollbackItem: start.");
-    BackupStru stored;
-    std::int32_t answer = readLedger(context.destination, &stored);
+    const std::int32_t answer = readLedger(context.destination, context.storedLedger);
     if (answer != ROLLBACK_DONE) return answer;
 
     UPDATER_INFO(6, "rollbackItem: find out the item with same class/type.");
-    const BackupItem* undone = findBackupItem(stored, context.itemClass, context.itemType);
+    const BackupItem* undone =
+        findBackupItem(context.storedLedger->ledger(), context.itemClass, context.itemType);
     if (undone == nullptr) {
         UPDATER_INFO(6, "rollbackItem: item not found.");
-        answer = ROLLBACK_NOT_FOUND;
-    } else {
-        UPDATER_INFO(6, "rollbackItem: item found.");
-        answer = undoItem(context, *undone);
+        return ROLLBACK_NOT_FOUND;
     }
-    freeBackupStru(&stored);
-    return answer;
+    UPDATER_INFO(6, "rollbackItem: item found.");
+    return undoItem(context, *undone);
 }
 
 }  // namespace ovpatch

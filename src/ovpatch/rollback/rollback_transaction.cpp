@@ -22,6 +22,7 @@ struct Rollback {
     BackupStru runLedger;
     ItemCopyContext context;
     TakenNames takenNames;
+    StoredLedger storedLedger;
     std::int32_t lastEndAnswer;
 };
 
@@ -151,7 +152,7 @@ std::int32_t rollbackWithPatchAgent(const PatchAgentApi& agent, const UpdateStru
     if (update.itemCount == 0 || update.items == nullptr) {
         return refuse("parameters failed.", RESULT_NO_ROLLBACK_ITEMS);
     }
-    Rollback run = {&agent, &update, {}, {}, {}, 0};
+    Rollback run = {&agent, &update, {}, {}, {}, {}, 0};
     UPDATER_INFO(6, "rollbackWithPatchAgent: init auto-rollback backup structure.");
     initBackupStru(update, &run.runLedger);
     if (run.runLedger.items == nullptr) return quit(&run, RESULT_NO_MEMORY);
@@ -159,6 +160,7 @@ std::int32_t rollbackWithPatchAgent(const PatchAgentApi& agent, const UpdateStru
     run.context.agent = &agent;
     run.context.runLedger = &run.runLedger;
     run.context.takenNames = &run.takenNames;
+    run.context.storedLedger = &run.storedLedger;
 
     std::int32_t result = openAgent(run);
     if (result != RESULT_DONE) return quit(&run, result);
@@ -171,7 +173,7 @@ std::int32_t rollbackWithPatchAgent(const PatchAgentApi& agent, const UpdateStru
         if (next == Next::AUTO_ROLLBACK) return quitAfterAutoRollback(&run, result);
     }
     closeAgent(run);
-    updateBackupIni(run.runLedger);
+    updateBackupIni(run.runLedger, &run.storedLedger);
     UPDATER_INFO(6, "rollbackWithPatchAgent: action done.");
     UPDATER_INFO(6, "rollbackWithPatchAgent: done.");
     freeBackupStru(&run.runLedger);
