@@ -7,6 +7,7 @@
 #include "fileops/remove.h"
 #include "foundation/byte_string.h"
 #include "logging/log.h"
+#include "platform/appended_file.h"
 #include "platform/platform.h"
 
 namespace ovpatch {
@@ -61,12 +62,7 @@ const OwnIds& ownIds() {
     return ids;
 }
 
-void appendToFile(const char* fileName, const char* text) {
-    std::FILE* file = platform::fopen(fileName, "at");
-    if (file == nullptr) return;
-    std::fprintf(file, "%s", text);
-    std::fclose(file);
-}
+platform::AppendedFile logFile;
 
 ByteString plainRecord(const Record& record) {
     ByteString text("\n\n");
@@ -148,7 +144,11 @@ void writeLogRecord(const char* fileName, const char* text) {
     if (writesHtml) htmlEscape(record.message);
     const ByteString built = writesHtml ? htmlRecord(record) : plainRecord(record);
     if (checkLogSize(fileName) && writesHtml) writeHtmlHead(fileName);
-    appendToFile(fileName, built.cStr());
+    logFile.append(fileName, built.cStr(), built.length());
+}
+
+void closeLogFile() {
+    logFile.close();
 }
 
 bool checkLogSize(const char* fileName) {
@@ -172,10 +172,11 @@ bool checkLogSize(const char* fileName) {
 }
 
 void writeHtmlHead(const char* fileName) {
-    appendToFile(fileName, HTML_HEAD);
+    logFile.append(fileName, HTML_HEAD, sizeof HTML_HEAD - 1);
 }
 
 void wrapLogText(ByteString& text) {
+    if (text.length() <= LINE_LIMIT) return;
     ByteString wrapped;
     std::uint32_t start = 0;
     while (start < text.length()) {

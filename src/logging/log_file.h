@@ -9,9 +9,13 @@ class ByteString;
 // Chooses between HTML and plain text for all further records.
 void setLogHtml(bool html);
 
-// Appends one record to the file, which is open only during the call. A file that cannot be opened loses the
+// Appends one record to the file, which has it when the call returns. A file that cannot be opened loses the
 // record. Whether it is an error, the last setLogLocation says.
 void writeLogRecord(const char* fileName, const char* text);
+
+// Lets go of the file of the last record, which may stay open from one to the next. Whoever removes, renames
+// or replaces it between two need not care: the next record goes to what has the name then.
+void closeLogFile();
 
 // Keeps the file from growing without end: on the first record and then on every hundredth a file of more
 // than 1 MiB is deleted. True when the next record starts a new file.

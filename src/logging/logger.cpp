@@ -107,6 +107,7 @@ void Logger::stop() {
     setLookFailureListener(nullptr);
     retire(errorListener_, detachErrorListener);
     retire(infoListener_, detachInfoListener);
+    closeLogFile();
 }
 
 }  // namespace ovpatch

@@ -83,4 +83,23 @@ TEST(LogFile, HoldsRecordsAndIsCheckedWithEveryHundredth) {
     EXPECT_EQ(found.substr(found.size() - plain.size()), plain);
 }
 
+TEST(LogFile, IsWhatHasTheNameAtEachRecord) {
+    const test::TempTree tree;
+    const auto log = [&](const char* text) { writeLogRecord(tree.path("\\log").c_str(), text); };
+    const auto end = [&](const char* name) {
+        return tree.read(name).substr(tree.read(name).rfind('\n') + 1);
+    };
+    log("first");
+    std::filesystem::rename(tree.root / "log", tree.root / "renamed");
+    log("second");
+    tree.write("new", "new");
+    std::filesystem::rename(tree.root / "new", tree.root / "log");
+    log("third");
+    EXPECT_EQ(end("renamed") + end("log") + tree.read("log").substr(0, 3), "firstthirdnew");
+    std::filesystem::remove(tree.root / "log");
+    log("fourth");
+    EXPECT_EQ(end("log"), "fourth");
+    closeLogFile();
+}
+
 }  // namespace ovpatch

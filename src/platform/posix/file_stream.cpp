@@ -12,6 +12,7 @@
 #include "platform/posix/file_replacement.h"
 #include "platform/posix/host_path.h"
 #include "platform/posix/interrupted.h"
+#include "platform/posix/open_in_place.h"
 
 namespace ovpatch::posix {
 
@@ -20,11 +21,6 @@ namespace {
 constexpr std::size_t BUFFER_SIZE = std::size_t{64} * 1024;
 // What the C library reads at a time when it is not told otherwise.
 constexpr std::size_t LIBRARY_BUFFER_SIZE = BUFSIZ;
-
-struct StreamMode {
-    char kind = '\0';     // 'r', 'w' or 'a'
-    bool update = false;  // `+`
-};
 
 bool parseMode(const char* text, StreamMode* mode) {
     if (text == nullptr || *text == '\0' || std::strchr("rwa", *text) == nullptr) return false;
@@ -128,28 +124,10 @@ int closeStream(void* cookie) {
     return done ? 0 : EOF;
 }
 
-int openFlags(const StreamMode& mode) {
-    const int access = mode.update ? O_RDWR : mode.kind == 'r' ? O_RDONLY : O_WRONLY;
-    const int append = mode.kind == 'a' ? O_APPEND : 0;
-    // Opening must not wait for whoever is at the other end of what turns out to be no file.
-    return access | append | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-}
-
-// Permissions do not stop the superuser, so the owner's write bit is asked for here as it is everywhere else.
-bool openInPlace(Stream* stream, const char* hostPath, const StreamMode& mode, off_t* size) {
-    const bool writing = mode.update || mode.kind == 'a';
-    const int flags = openFlags(mode);
-    stream->descriptor = untilDone([=] { return open(hostPath, flags); });
-    if (stream->descriptor < 0 && errno == ENOENT && mode.kind == 'a') {
-        // Exclusive, so that nothing is created through a link to nothing.
-        stream->descriptor = untilDone([=] { return open(hostPath, flags | O_CREAT | O_EXCL, 0666); });
-        if (stream->descriptor < 0 && errno == EEXIST) return fail(ERROR_ACCESS_DENIED);
-    }
-    if (stream->descriptor < 0) return failFromErrno(hostPath);
+bool openStreamInPlace(Stream* stream, const char* hostPath, const StreamMode& mode, off_t* size) {
     struct stat status;
-    if (fstat(stream->descriptor, &status) != 0) return failFromErrno();
-    if (!S_ISREG(status.st_mode) || (writing && (status.st_mode & S_IWUSR) == 0))
-        return fail(ERROR_ACCESS_DENIED);
+    stream->descriptor = openInPlace(hostPath, mode, &status);
+    if (stream->descriptor < 0) return false;
     *size = status.st_size;
     return true;
 }
@@ -206,7 +184,7 @@ std::FILE* platform::fopen(const char* devicePath, const char* modeText) {
     }
     off_t size = 0;
     const bool opened = mode.kind == 'w' ? openReplacing(stream, path.cStr(), mode)
-                                         : openInPlace(stream, path.cStr(), mode, &size);
+                                         : openStreamInPlace(stream, path.cStr(), mode, &size);
     std::FILE* file = opened ? makeFile(stream, mode, size) : nullptr;
     if (file == nullptr) delete stream;
     return file;
