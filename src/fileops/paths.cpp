@@ -22,6 +22,12 @@ const char* skipSeparator(const char* file) {
 
 // The last separator that is no trail byte, or null.
 const char* lastSeparator(const char* path) {
+    // Only behind the first byte of a character, which is none in ASCII, can one be a trail byte.
+    for (const char* at = path + std::strlen(path); at > path; --at) {
+        if (!isSeparator(at[-1])) continue;
+        if (at - 1 == path || static_cast<unsigned char>(at[-2]) < 0x80) return at - 1;
+        break;
+    }
     const char* found = nullptr;
     TrailByteScan scan;
     for (const char* at = path; *at != '\0'; ++at) {
@@ -86,6 +92,7 @@ std::uint32_t replaceChar(char* text, char from, char to) {
 }
 
 void normalizeSlashes(ByteString& path) {
+    if (std::memchr(path.cStr(), '/', path.length()) == nullptr) return;
     for (std::uint32_t index = 0; index < path.length(); ++index) {
         if (path.at(index) == '/') path.at(index) = '\\';
     }

@@ -20,6 +20,13 @@ std::uint32_t lengthOf(const char* path) {
     return path == nullptr ? 0 : static_cast<std::uint32_t>(std::strlen(path));
 }
 
+// Only behind a byte above ASCII can one side see a separator where the other sees half a character.
+bool hasDoubtfulSeparator(const char* path) {
+    for (const char* at = path; *at != '\0'; ++at)
+        if (static_cast<unsigned char>(*at) >= 0x80 && isSeparator(at[1])) return true;
+    return false;
+}
+
 }  // namespace
 
 WidePath::WidePath(const char* path) : WidePath(path, lengthOf(path)) {}
@@ -41,18 +48,13 @@ WidePath::WidePath(const char* path, std::uint32_t length) {
 }
 
 bool deviceSplitsAlike(const char* path) {
-    // Only behind a byte above ASCII can one side see a separator where the other sees half a character.
-    bool isCertain = true;
+    if (!hasDoubtfulSeparator(path)) return true;
     const char* lastSeparator = nullptr;
     TrailByteScan scan;
     for (const char* at = path; *at != '\0'; ++at) {
         const bool trail = scan.isTrail(*at);
-        if (!isSeparator(*at)) continue;
-        if (at > path && static_cast<unsigned char>(at[-1]) >= 0x80) isCertain = false;
-        if (!trail) lastSeparator = at;
+        if (isSeparator(*at) && !trail) lastSeparator = at;
     }
-    if (isCertain) return true;
-
     const WidePath whole(path);
     if (!whole.fits()) return false;
     std::uint32_t prefixUnits = 0;

@@ -7,6 +7,13 @@
 
 namespace ovpatch::posix {
 
+namespace {
+
+// Those below are one byte in every code page.
+constexpr WCHAR LOWEST_UNIT_BEYOND_ASCII = 0x80;
+
+}  // namespace
+
 bool HostPath::assign(LPCWSTR devicePath) {
     return assignWide(devicePath, false);
 }
@@ -36,6 +43,11 @@ bool HostPath::assign(LPCSTR deviceText) {
 
 bool HostPath::append(WCHAR unit, bool wildcards) {
     if (!wildcards && (unit == '*' || unit == '?')) return fail(ERROR_INVALID_NAME);
+    if (unit < LOWEST_UNIT_BEYOND_ASCII && length_ + 1 < sizeof bytes_) {
+        bytes_[length_++] = unit == '\\' ? '/' : static_cast<char>(unit);
+        if (bytes_[length_ - 1] == '/') lastName_ = length_;
+        return true;
+    }
     char encoded[2];
     const std::size_t used = encodeUnit(unit, encoded);
     if (used == 0) return fail(ERROR_NO_UNICODE_TRANSLATION);

@@ -12,6 +12,7 @@ namespace ovpatch::posix {
 namespace {
 
 constexpr unsigned LOWEST_TRAIL_BYTE = 0x40;
+constexpr unsigned LOWEST_BYTE_BEYOND_ASCII = 0x80;
 
 UINT codePageOfEnvironment() {
     const char* text = std::getenv("OVPATCH_ANSI_CODE_PAGE");
@@ -35,8 +36,21 @@ std::size_t wideLength(LPCWSTR wide) {
     return length;
 }
 
+// Whether every byte is a character of its own in every code page.
+bool isPlain(LPCSTR text, std::size_t length) {
+    unsigned bytes = 0;
+    for (std::size_t i = 0; i < length; ++i)
+        bytes |= static_cast<unsigned char>(text[i]);
+    return bytes < LOWEST_BYTE_BEYOND_ASCII;
+}
+
 // Walks `text`; stores the units if `wide` is given. Answers their number.
 std::size_t decodeText(LPCSTR text, std::size_t length, LPWSTR wide) {
+    if (isPlain(text, length)) {
+        for (std::size_t i = 0; wide != nullptr && i < length; ++i)
+            wide[i] = static_cast<WCHAR>(text[i]);
+        return length;
+    }
     std::size_t units = 0;
     for (std::size_t used = 0; length > 0; text += used, length -= used, ++units) {
         const WCHAR unit = decodeUnit(text, length, &used);
