@@ -48,10 +48,13 @@ public:
         else
             fits_ = false;
     }
-    void word(const char* text) {
-        for (; *text != '\0'; ++text)
-            put(*text);
+    void bytes(const char* text, std::size_t count) {
+        fits_ = fits_ && count <= static_cast<std::size_t>(end_ - at_);
+        if (!fits_) return;
+        std::memcpy(at_, text, count);
+        at_ += count;
     }
+    void word(const char* text) { bytes(text, std::strlen(text)); }
     void number(std::uint64_t value, int digits = 1) {
         char reversed[20];
         int count = 0;
@@ -80,15 +83,12 @@ public:
     }
     void text(const char* text) {
         word(" \"");
-        for (; *text != '\0'; ++text) {
-            if (*text == '"')
-                word("%22");
-            else if (*text == '%')
-                word("%25");
-            else if (*text == '\n')
-                word("%0A");
-            else
-                put(*text);
+        for (;; ++text) {
+            const std::size_t plain = std::strcspn(text, "\"%\n");
+            bytes(text, plain);
+            text += plain;
+            if (*text == '\0') break;
+            word(*text == '"' ? "%22" : *text == '%' ? "%25" : "%0A");
         }
         put('"');
     }

@@ -35,8 +35,12 @@ bool HostPath::assign(LPCSTR deviceText) {
     length_ = lastName_ = 0;
     if (deviceText == nullptr || *deviceText == '\0') return fail(ERROR_PATH_NOT_FOUND);
     std::size_t left = std::strlen(deviceText);
-    for (std::size_t used = 0; left > 0; deviceText += used, left -= used)
-        if (!append(decodeUnit(deviceText, left, &used), false)) return false;
+    for (std::size_t used = 1; left > 0; deviceText += used, left -= used) {
+        const auto byte = static_cast<unsigned char>(*deviceText);
+        const bool isPlain = byte < LOWEST_UNIT_BEYOND_ASCII;
+        if (isPlain) used = 1;
+        if (!append(isPlain ? WCHAR{byte} : decodeUnit(deviceText, left, &used), false)) return false;
+    }
     bytes_[length_] = '\0';
     return true;
 }
