@@ -22,8 +22,8 @@ struct Copying {
     std::int32_t copyOne(const char* source, const char* target) const {
         return copyOneFile(source, target, overwrite, callback, record);
     }
-    std::int32_t makeDirectory(const char* path) const {
-        return ovpatch::makeDirectory(path, callback, record);
+    std::int32_t makeDirectory(const char* path, bool* exists = nullptr) const {
+        return ovpatch::makeDirectory(path, callback, record, exists);
     }
 };
 
@@ -57,12 +57,17 @@ bool closeDirectory(ByteString& path) {
     return known;
 }
 
-enum class Target { NEW, FILE, UNKNOWN };
+enum class Target {
+    MISSING,
+    NEW,  // to be taken for missing: it may be a directory, or a file that may not be read
+    FILE,
+    UNKNOWN,
+};
 
 Target lookAtTarget(const char* target) {
     bool known = true;
     if (fileExists(target, &known)) return Target::FILE;
-    if (known) return Target::NEW;
+    if (known) return platform::tellsMissing(GetLastError()) ? Target::MISSING : Target::NEW;
     tellLookFailure(target, GetLastError());
     return Target::UNKNOWN;
 }
@@ -143,17 +148,18 @@ std::int32_t copyEntries(const ByteString& source, const ByteString& target, con
 
 std::int32_t copyTree(const ByteString& source, const ByteString& parentTarget, const Copying& copying) {
     ByteString target(parentTarget);
+    bool exists = false;
     if (endsWithSeparator(source.cStr())) {
         if (!endsWithSeparator(target.cStr())) return FILEOP_BAD_PARAMETER;
         target.append(lastComponent(source.cStr()));
-        const std::int32_t answer = copying.makeDirectory(target.cStr());
+        const std::int32_t answer = copying.makeDirectory(target.cStr(), &exists);
         if (answer != FILEOP_OK) return answer;
     }
     if (!endsWithSeparator(target.cStr())) {
         if (hasWildcard(source.cStr())) return FILEOP_BAD_PARAMETER;
         return copyToFileName(source, target, copying);
     }
-    const std::int32_t answer = ensureDirectory(target, copying);
+    const std::int32_t answer = exists ? FILEOP_OK : ensureDirectory(target, copying);
     return answer == FILEOP_OK ? copyEntries(source, target, copying) : answer;
 }
 

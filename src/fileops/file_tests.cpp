@@ -21,7 +21,7 @@ bool answer(bool yes, bool isKnown, bool* known) {
 
 // A path that does not fit names nothing that the device has.
 DWORD attributesOf(const WidePath& path, bool* known) {
-    const DWORD attributes = path.fits() ? GetFileAttributesW(path.text()) : INVALID_FILE_ATTRIBUTES;
+    const DWORD attributes = path.fits() ? platform::lookAt(path.text()) : INVALID_FILE_ATTRIBUTES;
     const bool isThere = attributes != INVALID_FILE_ATTRIBUTES;
     answer(isThere, !path.fits() || platform::tellsMissing(GetLastError()), known);
     return attributes;

@@ -35,7 +35,7 @@ void watchDirectories(DirectoryWatcher watcher) {
     directoryWatcher = watcher;
 }
 
-std::int32_t makeDirectory(const char* path, FileOpCallback callback, FileOpRecord* record) {
+std::int32_t makeDirectory(const char* path, FileOpCallback callback, FileOpRecord* record, bool* exists) {
     if (path == nullptr) return FILEOP_BAD_PARAMETER;
     if (*path == '\0') return FILEOP_OK;
     ByteString directory(path);
@@ -54,6 +54,7 @@ std::int32_t makeDirectory(const char* path, FileOpCallback callback, FileOpReco
         // A parent that was made has left its own path there.
         beginFileOp(record, path, nullptr);
     }
+    if (exists != nullptr) *exists = true;
     return callAfter(callback, record);
 }
 

@@ -14,7 +14,9 @@ namespace ovpatch {
 // Answers 0 on success, also for an empty path; FILEOP_BAD_PARAMETER for null; FILEOP_NO_DIRECTORY if it
 // cannot be made, whatever the reason, a callback that stopped at a parent included; else the value by which
 // the callback stopped at `path` itself.
-std::int32_t makeDirectory(const char* path, FileOpCallback callback, FileOpRecord* record);
+// `exists`, if it is given, becomes true where the directory is known to be there.
+std::int32_t makeDirectory(const char* path, FileOpCallback callback, FileOpRecord* record,
+                           bool* exists = nullptr);
 
 // Is told each directory that is about to be made, by its path without a separator at the end; false keeps it
 // from being made.

@@ -50,7 +50,7 @@ bool isPlainName(const ByteString& path) {
 Kind kindOf(const ByteString& path) {
     if (!isPlainName(path)) return Kind::UNKNOWN;
     const WidePath wide(path.cStr());
-    const DWORD attributes = wide.fits() ? GetFileAttributesW(wide.text()) : INVALID_FILE_ATTRIBUTES;
+    const DWORD attributes = wide.fits() ? platform::lookAt(wide.text()) : INVALID_FILE_ATTRIBUTES;
     if (attributes != INVALID_FILE_ATTRIBUTES) {
         return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? Kind::DIRECTORY : Kind::FILE_OR_OTHER;
     }
@@ -154,6 +154,13 @@ std::int32_t removeTreeOf(const ByteString& path, const Removal& removal) {
 std::int32_t removeEntry(const char* path, FileOpCallback callback, FileOpRecord* record) {
     if (isEmpty(path)) return FILEOP_BAD_PARAMETER;
     return removeObject(path, isDirectory(path), Removal{callback, record, nullptr});
+}
+
+bool removeFileAtOnce(const char* path) {
+    if (isEmpty(path)) return false;
+    ByteString bare(path);
+    normalizeSlashes(bare);
+    return removeAtOnce(bare, Removal{nullptr, nullptr, nullptr});
 }
 
 std::int32_t unlink(const char* path, FileOpCallback callback, FileOpRecord* record) {

@@ -19,6 +19,10 @@ namespace ovpatch {
 // Removes one file or one empty directory.
 std::int32_t removeEntry(const char* path, FileOpCallback callback, FileOpRecord* record);
 
+// Removes one file by a single call of the device, where the path can be read in one way only and no case
+// variant can go in its place. False: nothing has changed, and the questions have to be asked.
+bool removeFileAtOnce(const char* path);
+
 // Removes what a path or wildcard names on its level: a directory only if it is empty.
 std::int32_t unlink(const char* path, FileOpCallback callback, FileOpRecord* record);
 

@@ -56,8 +56,15 @@ public:
     // Tells what the target of `copyTo` is, where the caller has just looked at it.
     void expectTarget(const FileState& target) { target_ = target; }
 
+    // The same for one that was missing a moment ago.
+    void expectNoTarget() { expectsNone_ = true; }
+
     // What CopyFileW does, with its answers, and ends the look.
     bool copyTo(LPCWSTR target, bool failIfExists);
+
+    // What CopyFileW with `failIfExists` does, with its answers, but in place: a kill can leave a part. For a
+    // name that nobody looks for before the copy is done.
+    bool copyToNew(LPCWSTR target);
 
     void close();
 
@@ -65,6 +72,7 @@ private:
     std::intptr_t opened_ = -1;  // the host's
     FileState state_;
     FileState target_;
+    bool expectsNone_ = false;
 };
 
 // Puts `copy` in the place of the file `target`, or under that name where there is none, whatever the

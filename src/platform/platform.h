@@ -43,6 +43,10 @@ std::FILE* fopen(const char* path, const char* mode);
 // look.
 bool canOpenForReading(const char* path);
 
+// What GetFileAttributesW answers, at less cost where there is nothing: the number of a failure tells that by
+// tellsMissing, and may be another one of those.
+DWORD lookAt(LPCWSTR path);
+
 // Whether a number of GetLastError tells that there is nothing of that name, or can be nothing. After any
 // other number there may be something.
 bool tellsMissing(DWORD number);

@@ -43,7 +43,7 @@ std::string onHost(const TempTree& tree, const Words& words) {
 }
 
 TEST(Posix, OutcomesOnLinks) {
-    play(
+    playBothWays(
         R"(put dir/real old; put file new; link link dir/real; link dirlink dir; link none nowhere; link a b; link b a
         attr dirlink,dirlink/ -> directory
         attr link -> plain
@@ -71,7 +71,7 @@ TEST(Posix, OutcomesOnLinks) {
 }
 
 TEST(Posix, OutcomesOnPermissionsAndNames) {
-    play(
+    playBothWays(
         R"(umask . 022; put file old; put other new; chmod other 640; put sealed kept; chmod sealed 444; put shut 1; chmod shut 0; put list/sub/; chmod list 744; pipe pipe; put odd/..%5Cfile; put odd/a%2A
         copy other file -> ok file=new:640
         umask . 077; chmod other 666; copy other file -> ok file=new:666

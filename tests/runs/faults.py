@@ -124,7 +124,7 @@ class Situation:
                       if not STAGED.search(path)} for tree in (self.before, outcome.tree))
         for path, content in left.items():
             if not path.endswith(LEDGER):
-                whole = content in was.values() or "/OV_Backup/" in path and not content
+                whole = content in was.values() or "/OV_Backup/" in path and any(one.startswith(content) for one in was.values())
             else:
                 found = sections(self.device.decode(content))
                 items = [found.get(f"item_{n}", {}) for n in range(int(found.get("common", {}).get("itemcount", 0)))]

@@ -40,9 +40,9 @@ DWORD createNew(const WidePath& path) {
 }
 
 DWORD copyToNew(const WidePath& file, const WidePath& name, platform::CopySource* opened) {
-    const bool done = opened != nullptr && opened->isOpen()
-                          ? opened->copyTo(name.text(), true)
-                          : CopyFileW(file.text(), name.text(), TRUE) != FALSE;
+    platform::CopySource source;
+    if (opened == nullptr || !opened->isOpen()) opened = &source;
+    const bool done = (opened->isOpen() || opened->open(file.text())) && opened->copyToNew(name.text());
     return done ? 0 : lastError();
 }
 

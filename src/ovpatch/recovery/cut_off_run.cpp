@@ -139,6 +139,7 @@ bool undoesNothing(LineKind kind) {
 
 // From the last line to the first.
 void undoAll(Work* work) {
+    work->hints.told = stateOfFile(work->path).seconds;
     JournalReader reader(work->file);
     bool atLast = true;
     bool skips = false;
@@ -150,6 +151,7 @@ void undoAll(Work* work) {
         const LineKind kind = work->read.line.kind;
         if (atLast) tidy(work);
         work->hints.mayBePart = atLast && platform::canLeaveParts();
+        work->hints.mayCopyBePart = atLast;
         if (!skips) undo(work);
         skips = kind == LineKind::NOTHING;
         if (undoesNothing(kind)) continue;

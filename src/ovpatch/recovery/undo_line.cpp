@@ -65,6 +65,15 @@ bool isOld(const Change& change, const FileState& now, bool copyIsGood) {
     return !alike || !copyIsGood || (now.id != 0 && now.id == change.old->id);
 }
 
+// Whether the change has made this copy, or a part of it; the name may have been another file's. A part has
+// no time but its own yet.
+bool isOurCopy(const Change& change, const FileState& copy, const UndoHints& hints) {
+    if (!copy.isFile || copy.isLink) return false;
+    const bool isPart =
+        hints.mayCopyBePart && copy.size <= change.old->size && copy.seconds >= hints.told - COARSEST_TIME;
+    return copy.size == 0 || hints.mayBePart || isPart;
+}
+
 Undone undoNew(const Change& change, const UndoHints& hints) {
     const FileState now = stateOfFile(change.file);
     const FileState copy = stateOfFile(change.copy);
@@ -85,7 +94,7 @@ Undone undoChange(const Change& change, const UndoHints& hints) {
     const bool copyIsGood = same(copy, *change.old);
     if (isOld(change, now, copyIsGood)) {
         const bool isNew = change.made != nullptr && same(copy, *change.made);
-        const bool ours = copyIsGood || isNew || (copy.isFile && (copy.size == 0 || hints.mayBePart));
+        const bool ours = copyIsGood || isNew || isOurCopy(change, copy, hints);
         return !ours || discardFile(change.copy) ? Undone::AS_BEFORE : failed(change.copy);
     }
     if (!isMade(change, now)) return changed(change.file);

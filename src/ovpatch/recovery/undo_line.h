@@ -18,6 +18,9 @@ struct UndoHints {
     platform::FileState made;
     // The change may have been cut off in the middle: then its file may be a part.
     bool mayBePart;
+    // The same of the copy that it began with, whatever the host, with the time when the line was written.
+    bool mayCopyBePart;
+    std::int64_t told;  // seconds since 1970
 };
 
 // Undoes the line, whose paths lead from here. May be repeated, also after it was cut off anywhere. A file

@@ -194,7 +194,7 @@ bool decideWritten(Passes* passes, std::int32_t answer, const char* copy, const 
 // What fails in passing is tried once more, for nothing else comes behind it.
 void deleteAdded(const char* file) {
     bool known = true;
-    if (!pathExists(file, &known) && known) return;
+    if (removeFileAtOnce(file) || (!pathExists(file, &known) && known)) return;
     if (unlink(file, nullptr, nullptr) != FILEOP_OK) unlink(file, nullptr, nullptr);
 }
 

@@ -159,6 +159,7 @@ std::int32_t tellAdded(FileOpRecord* record, const ItemCopyContext& context) {
     openSource(record, context);
     // What cannot be opened will not be copied.
     if (record->opened == nullptr || !record->opened->isOpen()) return GO_ON;
+    record->opened->expectNoTarget();
     return journal().add(record->opened->state(), record->targetPath) ? GO_ON : fail("journal failed.");
 }
 

@@ -31,6 +31,50 @@ bool keepModificationTime(int descriptor, const platform::FileState& source) {
     return futimens(descriptor, times) == 0 || failFromErrno();
 }
 
+// What is copied, open at its start.
+struct Source {
+    int descriptor;
+    const platform::FileState& state;
+};
+
+bool fill(FileReplacement* target, const Source& source, bool mustBeNew) {
+    return copyContent(source.descriptor, target->descriptor(), static_cast<off_t>(source.state.size)) &&
+           keepModificationTime(target->descriptor(), source.state) && target->commit(mustBeNew);
+}
+
+bool copyOver(const Source& source, const char* path, const platform::FileState* looked, bool mustBeNew) {
+    FileReplacement target;
+    return inspectTarget(&target, path, looked, source.state, mustBeNew) &&
+           target.create(O_WRONLY, static_cast<mode_t>(source.state.mode), true) &&
+           fill(&target, source, mustBeNew);
+}
+
+bool copyUnderName(const Source& source, const char* path) {
+    FileReplacement target;
+    if (target.takeForMissing(path) &&
+        target.createUnderName(O_WRONLY, static_cast<mode_t>(source.state.mode)))
+        return fill(&target, source, true);
+    FileReplacement found;
+    if (GetLastError() != ERROR_FILE_EXISTS) return false;
+    return inspectTarget(&found, path, nullptr, source.state, true) && fail(ERROR_FILE_EXISTS);
+}
+
+// The renaming finds out whether the name is missing still. `*canTell` becomes false where it cannot.
+bool copyToMissing(const Source& source, const char* path, bool* canTell) {
+    FileReplacement target;
+    const bool done = target.takeForMissing(path) &&
+                      target.create(O_WRONLY, static_cast<mode_t>(source.state.mode), true) &&
+                      fill(&target, source, true);
+    if (done) return true;
+    // Not every file system has that renaming.
+    *canTell = GetLastError() != ERROR_INVALID_PARAMETER;
+    if (*canTell && GetLastError() != ERROR_FILE_EXISTS) return false;
+    if (lseek(source.descriptor, 0, SEEK_SET) != 0) return failFromErrno();
+    return copyOver(source, path, nullptr, false);
+}
+
+bool canTellMissing = true;
+
 }  // namespace
 
 }  // namespace ovpatch::posix
@@ -43,6 +87,7 @@ namespace platform {
 bool CopySource::open(LPCWSTR devicePath) {
     close();
     state_ = target_ = FileState();
+    expectsNone_ = false;
     HostPath path;
     if (!path.assign(devicePath)) return false;
     constexpr int FLAGS = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
@@ -61,14 +106,22 @@ bool CopySource::open(LPCWSTR devicePath) {
 
 bool CopySource::copyTo(LPCWSTR targetPath, bool failIfExists) {
     if (opened_ == -1) return false;
+    const Source source = {static_cast<int>(opened_), state_};
     HostPath path;
-    FileReplacement target;
-    const int source = static_cast<int>(opened_);
-    const bool done = path.assign(targetPath) &&
-                      inspectTarget(&target, path.cStr(), &target_, state_, failIfExists) &&
-                      target.create(O_WRONLY, static_cast<mode_t>(state_.mode), true) &&
-                      copyContent(source, target.descriptor(), static_cast<off_t>(state_.size)) &&
-                      keepModificationTime(target.descriptor(), state_) && target.commit(failIfExists);
+    bool done = path.assign(targetPath);
+    if (done && expectsNone_ && !failIfExists && canTellMissing)
+        done = copyToMissing(source, path.cStr(), &canTellMissing);
+    else if (done)
+        done = copyOver(source, path.cStr(), &target_, failIfExists);
+    close();
+    return done;
+}
+
+bool CopySource::copyToNew(LPCWSTR targetPath) {
+    if (opened_ == -1) return false;
+    HostPath path;
+    const bool done =
+        path.assign(targetPath) && copyUnderName({static_cast<int>(opened_), state_}, path.cStr());
     close();
     return done;
 }

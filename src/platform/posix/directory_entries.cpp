@@ -27,12 +27,31 @@ bool growTo(Element** elements, std::size_t* capacity, std::size_t needed, std::
     return true;
 }
 
+// Where entries may be listed but not looked at, none is known to be a directory.
+class Searchable {
+public:
+    explicit Searchable(int directory) : directory_(directory) {}
+
+    bool answer() {
+        if (!isAsked_) answer_ = faccessat(directory_, ".", X_OK, AT_EACCESS) == 0 || errno != EACCES;
+        isAsked_ = true;
+        return answer_;
+    }
+
+private:
+    int directory_;
+    bool isAsked_ = false;
+    bool answer_ = false;
+};
+
 // The listing itself tells the kind of most entries; only links, and file systems that keep no kind, need a
 // look.
-bool tellsDirectory(int directory, const dirent& entry) {
-    if (entry.d_type != DT_LNK && entry.d_type != DT_UNKNOWN) return entry.d_type == DT_DIR;
+bool tellsDirectory(int directory, const dirent& entry, Searchable* searchable) {
+    if (entry.d_type == DT_DIR) return searchable->answer();
+    if (entry.d_type != DT_LNK && entry.d_type != DT_UNKNOWN) return false;
     struct stat status;
-    return fstatat(directory, entry.d_name, &status, 0) == 0 && S_ISDIR(status.st_mode);
+    return searchable->answer() && fstatat(directory, entry.d_name, &status, 0) == 0 &&
+           S_ISDIR(status.st_mode);
 }
 
 bool isDots(const char* name) {
@@ -65,8 +84,7 @@ bool DirectoryEntries::read(const char* hostDirectory) {
         directory = opendir(hostDirectory);
     } while (directory == nullptr && errno == EINTR);
     if (directory == nullptr) return errno == ENOENT ? fail(ERROR_PATH_NOT_FOUND) : failFromErrno();
-    // Where entries may be listed but not looked at, none is known to be a directory.
-    const bool searchable = faccessat(dirfd(directory), ".", X_OK, AT_EACCESS) == 0 || errno != EACCES;
+    Searchable searchable(dirfd(directory));
     bool complete = false;
     for (;;) {
         errno = 0;
@@ -76,7 +94,7 @@ bool DirectoryEntries::read(const char* hostDirectory) {
             break;
         }
         if (isDots(entry->d_name)) continue;
-        if (!add(entry->d_name, searchable && tellsDirectory(dirfd(directory), *entry))) break;
+        if (!add(entry->d_name, tellsDirectory(dirfd(directory), *entry, &searchable))) break;
     }
     closedir(directory);
     // strcmp takes bytes as unsigned.

@@ -41,10 +41,15 @@ bool FileReplacement::look(const platform::FileState* looked) {
     return true;
 }
 
-bool FileReplacement::inspect(const char* hostPath, const platform::FileState* looked) {
+bool FileReplacement::takeForMissing(const char* hostPath) {
     const std::size_t size = std::strlen(hostPath) + 1;
     if (size > sizeof target_) return fail(ERROR_FILENAME_EXCED_RANGE);
     std::memcpy(target_, hostPath, size);
+    return true;
+}
+
+bool FileReplacement::inspect(const char* hostPath, const platform::FileState* looked) {
+    if (!takeForMissing(hostPath)) return false;
     exists_ = look(looked);
     if (!exists_) return errno == ENOENT || failFromErrno();
     if (S_ISLNK(status_.st_mode) && !resolveLink(hostPath)) return false;
@@ -82,7 +87,21 @@ bool FileReplacement::create(int access, mode_t permissions, bool exactPermissio
         abandon();
         return false;
     }
-    // The umask is the agent's to change, and a directory may have rules of its own.
+    return settle(exactPermissions, permissions);
+}
+
+bool FileReplacement::createUnderName(int access, mode_t permissions) {
+    std::memcpy(temporary_, target_, std::strlen(target_) + 1);
+    descriptor_ = untilDone(
+        [=] { return open(target_, access | O_CREAT | O_EXCL | O_CLOEXEC, permissions & PERMISSIONS); });
+    hasName_ = true;
+    if (descriptor_ >= 0) return settle(true, permissions);
+    if (errno == EEXIST) return fail(ERROR_FILE_EXISTS);
+    return errno == ENOENT ? fail(ERROR_PATH_NOT_FOUND) : failFromErrno();
+}
+
+// The umask is the agent's to change, and a directory may have rules of its own.
+bool FileReplacement::settle(bool exactPermissions, mode_t permissions) {
     struct stat made;
     const bool known = fstat(descriptor_, &made) == 0;
     if (known) noteWritten(made.st_dev, temporary_);
@@ -109,6 +128,7 @@ bool FileReplacement::commit(bool mustBeNew) {
     bool done = !platform::fileFlush() || fsync(descriptor) == 0;
     // Some file systems report a full disk only here.
     done = closed(descriptor) && done;
+    if (done && hasName_) return true;
     if (done && mustBeNew)
         done = renameat2(AT_FDCWD, temporary_, AT_FDCWD, target_, RENAME_NOREPLACE) == 0;
     else if (done)

@@ -25,6 +25,9 @@ public:
     // `looked` is the state of the name where the caller has just asked for it.
     bool inspect(const char* hostPath, const platform::FileState* looked = nullptr);
 
+    // In its place, for a name that is to be taken for missing.
+    bool takeForMissing(const char* hostPath);
+
     bool exists() const { return exists_; }
     // Of the file to be replaced, when it exists.
     const struct stat& status() const { return status_; }
@@ -33,6 +36,11 @@ public:
     // less the umask. It gets the owner of the replaced file where the host allows it. `access` is O_WRONLY
     // or O_RDWR. ERROR_PATH_NOT_FOUND (3) when the directory is missing.
     bool create(int access, mode_t permissions, bool exactPermissions);
+
+    // In its place, behind `takeForMissing`: makes the new file under the name itself, with `permissions`
+    // exactly. ERROR_FILE_EXISTS (80) when the name is in use. Until `commit` whoever looks meets a part of
+    // the file.
+    bool createUnderName(int access, mode_t permissions);
 
     int descriptor() const { return descriptor_; }
 
@@ -47,12 +55,14 @@ private:
     bool look(const platform::FileState* looked);
     bool resolveLink(const char* hostPath);
     bool buildTemporaryPath();
+    bool settle(bool exactPermissions, mode_t permissions);
     bool giveToOwner();
 
     char target_[PATH_MAX];
     char temporary_[PATH_MAX];
     struct stat status_ = {};
     bool exists_ = false;
+    bool hasName_ = false;  // the new file has it from the start
     int descriptor_ = -1;
 };
 

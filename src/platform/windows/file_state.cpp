@@ -86,6 +86,10 @@ bool CopySource::copyTo(LPCWSTR target, bool failIfExists) {
     return done;
 }
 
+bool CopySource::copyToNew(LPCWSTR target) {
+    return copyTo(target, true);
+}
+
 void CopySource::close() {
     if (opened_ != -1) delete[] reinterpret_cast<WCHAR*>(opened_);
     opened_ = -1;

@@ -2,6 +2,10 @@
 // content, and a device has neither.
 #include "platform/file_state.h"
 
+DWORD platform::lookAt(LPCWSTR path) {
+    return GetFileAttributesW(path);
+}
+
 bool platform::isLink(LPCWSTR path, bool* link) {
     const DWORD attributes = GetFileAttributesW(path);
     if (attributes == INVALID_FILE_ATTRIBUTES) return false;
