@@ -3,9 +3,12 @@
 
 Workloads, each an update and the rollback of it:
 
-  overwritten  N files, all of which exist at the destination    deep   N / 10 files, each in a leaf of a tree of depth 12
-  new          N files, none of which does                       big    20 files of 16 MiB that exist
-  second       the update of `overwritten` a second time         items  100 and 800 items of 20 files at one destination
+  overwritten  N files, all of which exist at the destination: the update alone
+  again        20,000 of them, a second update and a rollback: names for copies allow no more
+  new          N files, none of which exists
+  deep         N / 10 files, at most 4,096, each in a leaf of a tree of depth 12
+  big          20 files of 16 MiB that exist
+  items        100 and 800 items of 20 files at one destination, which exist
 
 Who does them, in alternation and each on a fresh destination:
 
@@ -167,8 +170,8 @@ def workloads(chosen):
     count, both = chosen.files, ("update", "rollback")
     leaves = [[f"{'/'.join(f'{leaf:012b}')}/leaf.dll"] for leaf in range(min(count // 10, 4096))]
     names = [f"file{n:05}.dll" for n in range(count)]
-    found = {"overwritten": ([(1, name, True) for name in names], chosen.bytes, both),
-             "second": ([(1, name, True) for name in names[:20000]], chosen.bytes, ("second",)),
+    found = {"overwritten": ([(1, name, True) for name in names], chosen.bytes, ("update",)),
+             "again": ([(1, name, True) for name in names[:20000]], chosen.bytes, ("second", "rollback")),
              "new": ([(1, name, False) for name in names], chosen.bytes, both),
              "deep": ([(1, name, False) for [name] in leaves], chosen.bytes, both),
              "big": ([(1, name, True) for name in names[:20]], 16 << 20, both)}
@@ -188,7 +191,7 @@ def show(title, column, rows, names):
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--program", default=os.path.join(os.path.dirname(HERE), "build", "release", "OvPatch"))
-    parser.add_argument("--workloads", default="overwritten,second,new,deep,big,items")
+    parser.add_argument("--workloads", default="overwritten,again,new,deep,big,items")
     parser.add_argument("--who", default=",".join(["floor", *SETTINGS, "rsync", "cp"]))
     parser.add_argument("--files", type=int, default=40000)
     parser.add_argument("--bytes", type=int, default=4096)

@@ -34,9 +34,6 @@ constexpr char HTML_HEAD[] =
 bool writesHtml = false;
 std::uint32_t recordsSinceCheck = 0;
 
-constexpr const char* TYPES[] = {"Info:", "Error:"};
-constexpr char TIME[] = " ";
-
 // The fields of a record in their order; the message may be changed.
 struct Record {
     const char* type;
@@ -52,16 +49,10 @@ struct Record {
 struct OwnIds {
     char process[32];
     char thread[32];
-    // What stands in front of the message of a plain record, an information and an error.
-    char plainHeads[2][128];
 
     OwnIds() {
         std::snprintf(process, sizeof process, " P[%d]", static_cast<int>(GetCurrentProcessId()));
         std::snprintf(thread, sizeof thread, " T[%d] ", static_cast<int>(GetCurrentThreadId()));
-        for (int isError = 0; isError < 2; ++isError) {
-            std::snprintf(plainHeads[isError], sizeof plainHeads[isError], "\n\n%s%s%s%s\n", TYPES[isError],
-                          TIME, process, thread);
-        }
     }
 };
 
@@ -73,7 +64,10 @@ const OwnIds& ownIds() {
 platform::AppendedFile logFile;
 
 ByteString plainRecord(const Record& record) {
-    ByteString text(ownIds().plainHeads[record.isError ? 1 : 0]);
+    char head[128];
+    std::snprintf(head, sizeof head, "\n\n%s%s%s%s%s\n", record.type, record.time, record.process,
+                  record.thread, record.fileAndLine);
+    ByteString text(head);
     text.append(record.message);
     return text;
 }
@@ -142,7 +136,7 @@ void setLogHtml(bool html) {
 void writeLogRecord(const char* fileName, const char* text) {
     const bool isError = logLocation().isError != 0;
     const OwnIds& ids = ownIds();
-    Record record{TYPES[isError ? 1 : 0], TIME, ids.process, ids.thread, "", ByteString(text), isError};
+    Record record{isError ? "Error:" : "Info:", " ", ids.process, ids.thread, "", ByteString(text), isError};
     wrapLogText(record.message);
     // The other two fields that can hold free text are constants without anything to escape.
     if (writesHtml) htmlEscape(record.message);

@@ -21,7 +21,7 @@
 #include <sys/wait.h>
 
 enum { CALL, MEMORY };
-enum { HALF = -1 }; /* for an error: the call does half of what it is asked for */
+enum { HALF = -1, LAST = -2 }; /* for an error: the call does half of what it is asked for; and is the last */
 typedef struct {
     const int* list;
     size_t count;
@@ -87,7 +87,7 @@ static int fault(void* caller, int what, const char* name, const char* path, Err
         errno = before;
     }
     if (what != struckKind || n < struckAt || (n > struckAt && how != 'f')) return 0;
-    if (how == 'k') syscall(SYS_kill, syscall(SYS_getpid), SIGKILL);
+    if (how == 'k') return LAST;
     return errors.list[(size_t)n % errors.count];
 }
 
@@ -108,6 +108,8 @@ static const char* own(long* path) {
         if (next == NULL) *(void**)&next = dlsym(RTLD_NEXT, #name);                      \
         const char* const told = path;                                                   \
         const int error = fault(__builtin_return_address(0), what, #name, told, errors); \
+        if (error == LAST && strstr(#name, "write") != NULL) next(a, b, c / 2, d, e);    \
+        if (error == LAST) syscall(SYS_kill, syscall(SYS_getpid), SIGKILL);              \
         if (error <= 0) return next(a, b, error == HALF && c > 1 ? c / 2 : c, d, e);     \
         if (strcmp(#name, "close") == 0) (void)next(a, b, c, d, e);                      \
         errno = error;                                                                   \
@@ -166,5 +168,6 @@ FILE* fopencookie(void* cookie, const char* mode, cookie_io_functions_t function
     static __typeof__(&fopencookie) next;
     if (next == NULL) *(void**)&next = dlsym(RTLD_NEXT, "fopencookie");
     const int error = fault(__builtin_return_address(0), CALL, "fopencookie", "", (Errors){list, 1});
+    if (error == LAST) syscall(SYS_kill, syscall(SYS_getpid), SIGKILL);
     return error > 0 ? NULL : next(cookie, mode, functions);
 }
