@@ -8,7 +8,7 @@
 namespace ovpatch::test {
 
 TEST(Contract, Outcomes) {
-    playBothWays(R"(put file abc; put locked kept; chmod locked 444; put dir/inner in; put empty/
+    play(R"(put file abc; put locked kept; chmod locked 444; put dir/inner in; put empty/
         attr dir,dir/,empty -> directory
         attr locked -> read-only
         attr file,dir/inner,dir/../file -> plain
@@ -17,27 +17,27 @@ TEST(Contract, Outcomes) {
         find empty/* -> 2 | end
         can file,locked,dir/inner -> ok
         link? file,dir,dir/,dir/inner / move file dir/,locked,dir -> no
-        attr,del,rmdir,find,can,link? missing / copy missing file,new,missing/x / open missing,new r,rb,r+ -> 2
+        attr,del,rmdir,find,can,link? missing / copy,steps missing file,new,missing/x / open missing,new r,rb,r+ -> 2
         can missing/x,missing/x/y -> 2 | 3
         can file/x,- / attr,link? missing/x,missing/x/y,file/x,- / find missing/*,missing/x -> 3
         find file/x -> 3 | 123
         del missing/x,file/x,- / create,mkdir missing/new,file/new,- / rmdir missing/below -> 3
-        copy missing/x,file/x,- file,new / copy,new file missing/x,locked/x,- -> 3
+        copy,steps missing/x,file/x,- file,new / copy,steps,new,save file missing/x,locked/x,- -> 3
         open missing/x,file/x,- rb,wb,at,r+ -> 3
         rmdir - -> 3 | 123
         attr,can,link?,del,create,mkdir,rmdir fil*,fil?,d?r/inner -> 123
-        copy,new fil*,fil?,d?r/inner new / copy,new file n*,n?,d?r/inner / open fil*,d?r/inner,new? rb,wb,at,r+ -> 123
-        copy locked new; copy file new / copy file dir,empty,locked / copy dir,empty file,new -> 5
+        copy,steps,new,save fil*,fil?,d?r/inner new / copy,steps,new,save file n*,n?,d?r/inner / open fil*,d?r/inner,new? rb,wb,at,r+ -> 123
+        copy,steps locked new; copy,steps file new / copy,steps file dir,empty,locked / copy,steps dir,empty file,new -> 5
         del locked,dir,empty / can dir / open dir rb,w,at,r+ / open locked w,at,r+,wb,w+ -> 5
-        copy file file,dir/../file -> 32
-        new file dir/inner / create new; create new / create file,dir,locked -> 80
+        copy,steps file file,dir/../file -> 32
+        new,save file dir/inner / create new; create new / create file,dir,locked -> 80
         name file locked -> 80 | 50
         open file x,rx,bw,+ -> 87
         rmdir dir,dir/ -> 145
         mkdir dir,dir/,file,locked -> 183
         rmdir file,dir/inner -> 267
-        copy file new,dir/../new / new file new -> ok +new=abc
-        copy locked file -> ok file=kept:444 | ok file=kept
+        copy,steps file new,dir/../new / new,save file new -> ok +new=abc
+        copy,steps locked file -> ok file=kept:444 | ok file=kept
         create new -> ok +new=
         mkdir new,new/ -> ok +new/=
         mkdir new; mkdir new/below/ -> ok +new/below/=
@@ -51,7 +51,7 @@ TEST(Contract, Outcomes) {
         open new a,at,a+ -> , new=X closed +new=X
         open new w,wb,w+ -> , closed +new=X | , new=X closed +new=X
     )",
-                 device);
+         device);
     WCHAR wide[] = TEXT("~~~~~");
     char text[] = "~~~~~";
     for (const int capacity : {0, 3, 4}) {

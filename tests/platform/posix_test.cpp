@@ -43,7 +43,7 @@ std::string onHost(const TempTree& tree, const Words& words) {
 }
 
 TEST(Posix, OutcomesOnLinks) {
-    playBothWays(
+    play(
         R"(put dir/real old; put file new; link link dir/real; link dirlink dir; link none nowhere; link a b; link b a
         attr dirlink,dirlink/ -> directory
         attr link -> plain
@@ -52,14 +52,14 @@ TEST(Posix, OutcomesOnLinks) {
         link? link,dirlink,dirlink/,dirlink//,none,a -> yes
         link? dir/real,dir/,dirlink/real / move link,dirlink,none new / move file link,dirlink,none,a/new -> no
         attr none / rmdir dirlink/missing -> 2
-        open none w,at,w+ / copy file none,dirlink -> 5
+        open none w,at,w+ / copy,steps file none,dirlink -> 5
         name link,dirlink,none new -> 50
         create link,none -> 80
         mkdir link,none -> 183
         rmdir link,dirlink/real -> 267
-        attr a / copy file a / open a rb,w,at -> 1921
-        copy link new -> ok +new=old
-        copy file link,dirlink/real -> ok dir/real=new
+        attr a / copy,steps file a / open a rb,w,at -> 1921
+        copy,steps link new -> ok +new=old
+        copy,steps file link,dirlink/real -> ok dir/real=new
         open link r -> old
         open link w -> , closed dir/real=X
         open link at -> , dir/real=oldX closed dir/real=oldX
@@ -71,22 +71,22 @@ TEST(Posix, OutcomesOnLinks) {
 }
 
 TEST(Posix, OutcomesOnPermissionsAndNames) {
-    playBothWays(
+    play(
         R"(umask . 022; put file old; put other new; chmod other 640; put sealed kept; chmod sealed 444; put shut 1; chmod shut 0; put list/sub/; chmod list 744; pipe pipe; put odd/..%5Cfile; put odd/a%2A
-        copy other file -> ok file=new:640
-        umask . 077; chmod other 666; copy other file -> ok file=new:666
+        copy,steps other file -> ok file=new:640
+        umask . 077; chmod other 666; copy,steps other file -> ok file=new:666
         umask . 077; open new w -> , closed +new=X:600
-        chmod other 4755; copy other new -> ok +new=new:755
-        chmod other 4755; copy other new; chmod new 600; move new file -> yes -new file=new:600
+        chmod other 4755; copy,steps other new -> ok +new=new:755
+        chmod other 4755; copy,steps other new; chmod new 600; move new file -> yes -new file=new:600
         chmod file 622; open file w -> , closed file=X:622
         find pipe -> pipe end
         nobody: can file -> ok
-        can pipe / nobody: can shut / open pipe rb,w,at,r+ / copy pipe file,new / copy file pipe -> 5
+        can pipe / nobody: can shut / open pipe rb,w,at,r+ / copy,steps pipe file,new / copy,steps file pipe -> 5
         nobody: open shut rb / nobody: attr list/sub / nobody: create,mkdir new / nobody: del file -> 5
         nobody: find list/* -> sub end
         find list/* -> sub/ end
-        own file; copy other file; owner file / own file; open file w; owner file -> 1
-        copy other file; owner file -> 0
+        own file; copy,steps other file; owner file / own file; open file w; owner file -> 1
+        copy,steps other file; owner file -> 0
 
         move other file -> yes -other file=new:640
         move file new -> yes -file +new=old
@@ -98,7 +98,7 @@ TEST(Posix, OutcomesOnPermissionsAndNames) {
         hard two file; move file,two new / hard two file; hard three file; move file two -> no
         move file file,list/../file / hard two file; move file file,list/../file -> no
         name file new -> ok +new=old
-        name file new; copy other file; open new r -> old
+        name file new; copy,steps other file; open new r -> old
         name missing new -> 2
         name file missing/new -> 3
         name list,pipe,sealed new / hard two file; name file new / chmod file 4644; name file new -> 50
@@ -106,12 +106,12 @@ TEST(Posix, OutcomesOnPermissionsAndNames) {
         name a* new / name file a* -> 123
 
         find odd/* -> ..?file a* end
-        find k*,l?st/* / open odd/..?file,odd/a* rb / copy odd/..?file,odd/a* new -> 123
+        find k*,l?st/* / open odd/..?file,odd/a* rb / copy,steps odd/..?file,odd/a* new -> 123
         find list/ -> 2
         find - / del - -> 3
         put list/%01; put list/~; put list/B; put list/%80; put list/%FF%FE; find list/* -> %01 B sub/ ~ %80 %FF%FE end
         mkdir,create,del,attr ~256 / mkdir,del,attr,find,can ~5000 / open ~5000 rb,w -> 206
-        copy file ~255; open ~255 rb -> old
+        copy,steps file ~255; open ~255 rb -> old
     )",
         onHost);
     const TempTree tree;

@@ -73,24 +73,6 @@ inline std::string attributes(DWORD value) {
 }
 
 // Answers of operations: "ok" or the number that they leave, what they tell, and how the tree has changed.
-// Whether files are copied by the steps of a CopySource, which takes each target for missing.
-inline bool copiesInSteps = false;
-
-inline BOOL copied(LPCWSTR source, LPCWSTR target, bool mustBeNew) {
-    platform::CopySource opened;
-    if (!copiesInSteps || !opened.open(source)) return CopyFileW(source, target, mustBeNew ? TRUE : FALSE);
-    opened.expectNoTarget();
-    return mustBeNew ? opened.copyToNew(target) : opened.copyTo(target, false);
-}
-
-template <typename Step>
-void playBothWays(const std::string& rows, Step step) {
-    for (const bool inSteps : {true, false}) {
-        copiesInSteps = inSteps;
-        play(rows, step);
-    }
-}
-
 // A name is one in the tree, but for `-`, the empty path, and those that begin with a `/`; ~9 has nine
 // letters.
 inline std::string act(const TempTree& tree, const Words& words) {
@@ -107,8 +89,15 @@ inline std::string act(const TempTree& tree, const Words& words) {
     const auto yes = [](bool answer) { return answer ? "yes" : "no"; };
     SetLastError(0);
     if (what == "attr") return attributes(GetFileAttributesW(first.c_str()));
-    if (what == "copy") return ok(copied(first.c_str(), second.c_str(), false));
-    if (what == "new") return ok(copied(first.c_str(), second.c_str(), true));
+    if (what == "copy") return ok(CopyFileW(first.c_str(), second.c_str(), FALSE));
+    if (what == "new") return ok(CopyFileW(first.c_str(), second.c_str(), TRUE));
+    // The same by steps, the first of which takes the target for missing, whatever it is.
+    platform::CopySource opened;
+    if ((what == "steps" || what == "save") && !opened.open(first.c_str()))
+        return ok(CopyFileW(first.c_str(), second.c_str(), what == "save"));
+    if (what == "save") return ok(opened.copyToNew(second.c_str()));
+    opened.expectNoTarget();
+    if (what == "steps") return ok(opened.copyTo(second.c_str(), false));
     if (what == "mkdir") return ok(CreateDirectoryW(first.c_str(), nullptr));
     if (what == "rmdir") return ok(RemoveDirectoryW(first.c_str()));
     if (what == "del") return ok(DeleteFileW(first.c_str()));
