@@ -18,6 +18,15 @@ namespace ovpatch::posix {
 
 namespace {
 
+// Not every file system has a renaming that fails where something is in the way.
+bool renameToNew(const char* from, const char* to) {
+    if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return true;
+    if (errno != ENOSYS && errno != EINVAL) return false;
+    struct stat there;
+    if (lstat(to, &there) == 0) errno = EEXIST;
+    return errno == ENOENT && rename(from, to) == 0;
+}
+
 constexpr mode_t PERMISSIONS = S_IRWXU | S_IRWXG | S_IRWXO;
 
 DWORD namedAfter = 0;
@@ -130,7 +139,7 @@ bool FileReplacement::commit(bool mustBeNew) {
     done = closed(descriptor) && done;
     if (done && hasName_) return true;
     if (done && mustBeNew)
-        done = renameat2(AT_FDCWD, temporary_, AT_FDCWD, target_, RENAME_NOREPLACE) == 0;
+        done = renameToNew(temporary_, target_);
     else if (done)
         done = rename(temporary_, target_) == 0;
     if (done) return true;
