@@ -6,6 +6,7 @@
  * An order is "<what> <n> <how>": of the calls ("call") or the allocations ("memory") the n-th, from 0, fails
  * once ("once"), it and all behind it fail ("from"), or the process is killed in its place ("kill"). "trace"
  * has them written to ../trace, one "<c or m> <name> <place in the code> <path>" a line, "none" does nothing.
+ * The call that OVPATCH_WITHOUT names is none that this host has.
  *
  * Only what the program's own code calls counts, not what the C library, the loader or an agent does.
  */
@@ -29,10 +30,12 @@ typedef struct {
 
 long syscall(long number, ...);
 pid_t fork(void);
+int dup2(int from, int to);
 void _exit(int status) __attribute__((noreturn));
 
 static uintptr_t programStart, programEnd;
-static int counts[2], struckKind = -1, struckAt, trace = -1;
+static int counts[2], struckKind = -1, struckAt, trace = -1, isRun;
+static const char* without = "";
 static char how;
 
 static int noteProgram(struct dl_phdr_info* info, size_t size, void* unused) {
@@ -58,12 +61,14 @@ __attribute__((constructor)) static void serve(void) {
     char order[64];
     int status;
     dl_iterate_phdr(noteProgram, NULL);
+    if (getenv("OVPATCH_WITHOUT") != NULL) without = getenv("OVPATCH_WITHOUT");
     for (long size; answers != NULL && (size = syscall(SYS_read, 0, order, sizeof order - 1)) > 0;) {
         order[size] = '\0';
         const pid_t run = fork();
         if (run == 0) {
             syscall(SYS_close, atoi(answers));
             follow(order);
+            isRun = 1;
             return;
         }
         syscall(SYS_write, atoi(answers), &run, sizeof run);
@@ -71,6 +76,12 @@ __attribute__((constructor)) static void serve(void) {
         syscall(SYS_write, atoi(answers), &status, sizeof status);
     }
     _exit(0);
+}
+
+__attribute__((destructor)) static void leave(void) {
+    for (int descriptor = 3; isRun && descriptor < 99; ++descriptor)
+        if (descriptor != trace && dup2(descriptor, descriptor) == descriptor)
+            dprintf(2, "descriptor %d is left open\n", descriptor);
 }
 
 /* What a call is to fail with; 0 if it is not. */
@@ -86,6 +97,7 @@ static int fault(void* caller, int what, const char* name, const char* path, Err
                          (long)(address - programStart), path));
         errno = before;
     }
+    if (strcmp(name, without) == 0) return ENOSYS;
     if (what != struckKind || n < struckAt || (n > struckAt && how != 'f')) return 0;
     if (how == 'k') return LAST;
     return errors.list[(size_t)n % errors.count];

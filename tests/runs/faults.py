@@ -39,13 +39,14 @@ EXCUSED = [
 class Forks(Device):
     """A device whose program is loaded once: each run is a fork of it, which follows an order (faults.c)."""
 
-    def __init__(self):
+    def __init__(self, without):
         super().__init__()
         orders, self.orders = os.pipe()
         self.answers, answers = os.pipe()
         self.program = subprocess.Popen(
             [PROGRAM, "base"], cwd=self.directory, stdin=orders, stdout=self.streams, stderr=self.streams, pass_fds=[answers],
             env={**self.environment, "LD_PRELOAD": os.environ["OVPATCH_FAULTS"], "OVPATCH_ANSWERS": str(answers),
+                 "OVPATCH_WITHOUT": without,
                  "ASAN_OPTIONS": "verify_asan_link_order=0:detect_leaks=0"})
         os.close(orders)
         os.close(answers)
@@ -70,8 +71,10 @@ class Forks(Device):
 class Situation:
     """A story to be disturbed: the device before it, its undisturbed run, and the points of it."""
 
-    def __init__(self, name):
-        self.name, self.generation, self.device = name, int(name.endswith("new")), Forks()
+    def __init__(self, name, settings=""):
+        self.name, self.generation, self.settings = name, int(name.endswith("new")), settings
+        # One of the two plays on a host that cannot exchange files.
+        self.device = Forks("" if self.generation else "renameat2")
         for path in (b"lock", b"trace", b"agent/old.ini"):
             open(os.path.join(self.device.root, path), "w", encoding="utf-8").close()
         self.before = self.ordered({**Story(ENGINE, PRODUCT).tree(), "base/OV_Temp/1/2/sub": None,
@@ -91,13 +94,16 @@ class Situation:
     def ordered(self, tree, action):
         """With a manifest; the log, unless it is the matter, goes where it takes no calls."""
         story = Story(ENGINE, PRODUCT, generation=self.generation, changes={"common.action": action})
-        settings = {} if "logged" in self.name else {"base/ovcfg.ini": file("[Debug]\nlog_mode=1\n")}
-        return {**{path: entry for path, entry in tree.items() if path != RESULT}, **settings, MANIFEST: file(story.manifest())}
+        settings = self.settings + ("" if "logged" in self.name else "[Debug]\nlog_mode=1\n")
+        return {**{path: entry for path, entry in tree.items() if path != RESULT},
+                "base/ovcfg.ini": file(settings), MANIFEST: file(story.manifest())}
 
     def play(self, order, again=False):
         if not again:
             self.device.lay(self.before)
-        return self.device.run(environment={"order": order})
+        outcome = self.device.run(environment={"order": order})
+        assert "left open" not in outcome.said, f"{self.name}: {order}: a descriptor is left open"
+        return outcome
 
     def wrong_with(self, outcome, how, n):
         began = outcome.exit not in (1, 2)
@@ -169,8 +175,22 @@ class Situation:
                 yield how, n, f"{kind} {n} {how}", f"{name} {re.sub('ovp[0-9_]+', 'ovp', path)}"
 
 
+def too_early(points):
+    """The changes of a run with flush=2 that are made before what they rely on is on the disk."""
+    waiting = set()
+    for _, name, _, path in points:
+        waiting -= {"fdatasync": {"pwrite64"}, "fsync": {"write", "link"}}.get(name, set())
+        # The journal alone is written by pwrite64; a link is a copy, on which the file's replacement relies.
+        if name in ("mkdir", "link") and waiting - {"link"} or name in ("rename", "renameat2", "unlink") and waiting:
+            yield f"{name} {path}: {waiting} are not on the disk"
+        waiting |= {name} & {"pwrite64", "write", "link"}
+
+
 def play(name):
-    situation, found = Situation(name), []
+    situation, flushed = Situation(name), Situation(name, "flush=2\n")
+    found = [f"{name}: {line}" for line in too_early(flushed.points)] if "logged" not in name else []
+    found += [f"{name}: never flushed"] * ("syncfs" not in {point[1] for point in situation.points})
+    flushed.device.remove()
     orders = list(situation.orders())[int(time.time() / 86400) % STEP::STEP]
     for how, n, fault, told in orders:
         wrong = situation.wrong_with(situation.play(fault), how, n)
