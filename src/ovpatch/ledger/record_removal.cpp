@@ -14,7 +14,9 @@ bool RecordRemoval::open(const char* path) {
     write();
     const StoredLedger::Reading reading =
         ledger_->isRead(path) ? StoredLedger::Reading::DONE : ledger_->read(path);
-    if (reading == StoredLedger::Reading::FAILED) return false;
+    if (reading == StoredLedger::Reading::UNREADABLE) STRU_ERROR(6, "Merge backup ini faild");
+    if (reading == StoredLedger::Reading::FAILED || reading == StoredLedger::Reading::UNREADABLE)
+        return false;
     path_.assign(path);
     if (reading == StoredLedger::Reading::DONE)
         takenOutBy_.reset(new (std::nothrow) const BackupItem*[ledger_->ledger().itemCount + 1]());

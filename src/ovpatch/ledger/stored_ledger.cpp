@@ -32,7 +32,7 @@ StoredLedger::Reading StoredLedger::read(const char* path) {
     if (document == nullptr) return Reading::NO_MEMORY;
     if (phaseIniForBackup(document.get(), &ledger_) == 0) {
         ledger_ = BackupStru{};
-        return Reading::FAILED;
+        return document->isUnreadable() ? Reading::UNREADABLE : Reading::FAILED;
     }
     path_.assign(path);
     state_ = state;

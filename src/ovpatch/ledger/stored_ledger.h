@@ -11,7 +11,9 @@ namespace ovpatch {
 // Holds the ledger that was read last.
 class StoredLedger {
 public:
-    enum class Reading { DONE, NO_MEMORY, FAILED };
+    // FAILED: its text is no ledger's, or there is none. UNREADABLE: it is there, or may be, and cannot be
+    // read.
+    enum class Reading { DONE, NO_MEMORY, FAILED, UNREADABLE };
 
     StoredLedger() = default;
     ~StoredLedger() { forget(); }

@@ -56,7 +56,8 @@ std::int32_t readLedger(const char* destination, StoredLedger* stored) {
         return ROLLBACK_BAD_ARGUMENTS;
     }
     if (stored->isRead(path)) return ROLLBACK_DONE;
-    if (!pathExists(path)) {
+    bool known = true;
+    if (!pathExists(path, &known) && known) {
         UPDATER_ERROR(6, "rollbackItem: %s doesnot exist.", path);
         return ROLLBACK_NO_LEDGER;
     }
@@ -66,7 +67,7 @@ std::int32_t readLedger(const char* destination, StoredLedger* stored) {
         case StoredLedger::Reading::NO_MEMORY:
             UPDATER_ERROR(6, "rollbackItem: create KxIniUtil object failed.");
             return ROLLBACK_NO_LEDGER;
-        case StoredLedger::Reading::FAILED:
+        default:
             break;
     }
     UPDATER_ERROR(6, "rollbackItem: phaseIniForBackup failed.");
