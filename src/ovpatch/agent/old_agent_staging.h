@@ -14,8 +14,8 @@
 
 namespace ovpatch {
 
-// The path of an agent's own INI file: that of the agent with its extension replaced. The last point of the whole
-// path counts, wherever it stands, but never the very first byte. False when the result does not fit.
+// The path of an agent's own INI file: that of the agent with its extension replaced. The last point of the
+// whole path counts, wherever it stands, but never the very first byte. False when the result does not fit.
 bool agentIniPath(const char* patchAgentFile, char (&out)[OVPATCH_PATH_SIZE]);
 
 class OldAgentStaging {

@@ -51,8 +51,8 @@ bool writeLedger(KxIniUtil* ledger, const char* path);
 // gone: an undo goes by the names.
 void enterBackupDir(const ItemCopyContext& context, const char* backupDirectory);
 
-// Whether a ledger can name the path. It is lines of text whose ends are trimmed: a path with a line feed, or with
-// white space at an end, would come back as another file's.
+// Whether a ledger can name the path. It is lines of text whose ends are trimmed: a path with a line feed, or
+// with white space at an end, would come back as another file's.
 bool ledgerCanHold(const char* path);
 
 // Whether `name` can be that of a backup copy: a file name, and no wildcard. A ledger that was tampered with
