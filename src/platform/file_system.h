@@ -15,6 +15,7 @@ bool mayMakeEntries(LPCWSTR directory);
 struct FileSystemRoom {
     std::uint64_t fileSystem;  // the same for all directories of one file system
     std::uint64_t freeBytes;   // that this process may use
+    std::uint64_t blockBytes;  // in whose multiples files take room; at least 1
 };
 
 // False when the host does not tell it.

@@ -92,7 +92,8 @@ void ElfFile::readParts() {
 
 void ElfFile::readDynamic() {
     const std::uint64_t end = dynamicPart_->offset + dynamicPart_->size;
-    for (std::uint64_t at = dynamicPart_->offset; at + 2 * word_ <= end; at += 2 * word_) {
+    const std::uint64_t size = std::uint64_t{word_} * 2;
+    for (std::uint64_t at = dynamicPart_->offset; at + size <= end; at += size) {
         const std::uint64_t tag = file_.number(at, word_);
         const std::uint64_t value = file_.number(at + word_, word_);
         if (tag == TAG_END) break;

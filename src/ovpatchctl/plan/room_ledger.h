@@ -26,9 +26,15 @@ public:
     void tell(Plan* plan) const;
 
 private:
+    struct Room {
+        RoomPlan plan;
+        std::uint64_t blockBytes;
+    };
+
     World* world_;
     std::map<std::string, std::uint64_t> systems_;  // by directory
-    std::map<std::uint64_t, RoomPlan> rooms_;
+    std::map<std::uint64_t, Room> rooms_;
+    std::uint64_t files_ = 0;
 };
 
 }  // namespace ovpatch::ctl

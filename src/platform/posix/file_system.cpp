@@ -22,5 +22,6 @@ bool platform::roomAt(LPCWSTR directory, FileSystemRoom* room) {
         return false;
     room->fileSystem = status.st_dev;
     room->freeBytes = std::uint64_t{system.f_bavail} * system.f_frsize;
+    room->blockBytes = system.f_frsize > 0 ? system.f_frsize : 1;
     return true;
 }
