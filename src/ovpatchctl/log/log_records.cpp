@@ -134,9 +134,7 @@ std::string withoutReturns(std::string_view text) {
 
 LogRecords readLogRecords(std::string_view text) {
     std::string converted;
-    const std::size_t lineFeed = text.find('\n');
-    if (lineFeed != std::string_view::npos && lineFeed > 0 && text[lineFeed - 1] == '\r')
-        text = converted = withoutReturns(text);
+    if (text.find("\r\n") != std::string_view::npos) text = converted = withoutReturns(text);
     const std::size_t first = text.find_first_not_of('\n');
     return first != std::string_view::npos && text[first] == '<' ? readHtml(text) : readPlain(text);
 }
