@@ -89,6 +89,7 @@ bool ChildProcess::start(const std::string& program, const std::vector<std::stri
     for (char& byte : path)
         if (byte == '\\') byte = '/';
     std::vector<char*> texts;
+    texts.reserve(arguments.size() + 1);
     for (const std::string& argument : arguments)
         texts.push_back(const_cast<char*>(argument.c_str()));
     texts.push_back(nullptr);
