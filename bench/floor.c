@@ -1,11 +1,13 @@
 /*
- * The floor of the measurements: leaves what an update or a rollback leaves, by no more than the calls of the system
- * that this takes. It asks nobody, checks nothing, tells nothing and cannot be undone; what it overwrites it saves by
- * copying. Built and run by bench.py:
+ * The floor of the measurements: leaves what an update or a rollback leaves, by no more than the calls of the
+ * system that this takes. It asks nobody, checks nothing, tells nothing and cannot be undone; what it
+ * overwrites it saves by copying. bench.py builds it and runs
  *
- *   floor update SOURCE TARGET COPIES     lays the files of each directory in SOURCE over TARGET; what was there
- *                                         goes to COPIES, and the list of both to COPIES/list
- *   floor rollback SOURCE TARGET COPIES   goes back by that list, with a copy of each file first, as OvPatch makes one
+ *   floor update SOURCE TARGET COPIES
+ *     lays the files of each directory in SOURCE over TARGET; what was there goes to COPIES, and the list of
+ *     both to COPIES/list
+ *   floor rollback SOURCE TARGET COPIES
+ *     goes back by that list, with a copy of each file first, as OvPatch makes one
  */
 #define _GNU_SOURCE
 #include <dirent.h>

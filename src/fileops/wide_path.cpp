@@ -60,7 +60,8 @@ bool deviceSplitsAlike(const char* path) {
     std::uint32_t prefixUnits = 0;
     if (lastSeparator != nullptr) {
         const WidePath prefix(path, static_cast<std::uint32_t>(lastSeparator + 1 - path));
-        if (!prefix.fits() || !isWideSeparator(prefix.text()[prefix.length() - 1])) return false;
+        if (!prefix.fits() || prefix.length() == 0 || !isWideSeparator(prefix.text()[prefix.length() - 1]))
+            return false;
         prefixUnits = prefix.length();
     }
     for (std::uint32_t unit = prefixUnits; unit < whole.length(); ++unit) {

@@ -100,7 +100,8 @@ bool writeLedger(KxIniUtil* ledger, const char* path) {
     // It is not written again when it goes.
     ledger->setReadOnly();
     // Many records go with it: what fails in passing is tried once more.
-    const bool saved = tryToWrite(*ledger, path) || tryToWrite(*ledger, path);
+    bool saved = tryToWrite(*ledger, path);
+    if (!saved) saved = tryToWrite(*ledger, path);
     if (!saved) STRU_ERROR(6, "ledger %s cannot be written.", path);
     return saved;
 }
