@@ -60,7 +60,7 @@ struct Manifest {
 std::string settleBase(const std::string& argument) {
     if (argument.find('"') != std::string::npos)
         throw Failure(EXIT_USAGE, "BASE holds a double quote, and OvPatch cannot be given such a directory");
-    const std::string base = tokenAt(splitString(argument.c_str(), '"'), 0).cStr();
+    std::string base = tokenAt(splitString(argument.c_str(), '"'), 0).cStr();
     if (base.empty()) throw Failure(EXIT_USAGE, "BASE is blank: OvPatch would not take it for a directory");
     return base;
 }

@@ -2,6 +2,7 @@
 
 #include <iconv.h>
 
+#include <cstdint>
 #include <cstdlib>
 
 #include "platform/posix/text_conversion.h"
@@ -58,7 +59,7 @@ std::size_t nextAsUtf8(const char* text, std::size_t size, std::string* out) {
         out->append(text, taken);
         return taken;
     }
-    if (converter() == iconv_t(-1)) return 0;
+    if (reinterpret_cast<std::intptr_t>(converter()) == -1) return 0;
     std::size_t used = 0;
     ovpatch::posix::decodeUnit(text, size, &used);
     char* in = const_cast<char*>(text);
