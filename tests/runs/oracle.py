@@ -40,7 +40,7 @@ def versions_of(keys):
 
 def records(tree, destination, decode):
     """Of a destination's ledger: (class, type): (added paths, {path: its copy}, versions); the first of two counts."""
-    found, ledger = {}, sections(decode(tree.get(f"{destination}/{LEDGER}", file("")).content))
+    found, ledger = {}, sections(decode((tree.get(f"{destination}/{LEDGER}") or file("")).content))
     for keys in (ledger.get(f"item_{n}", {}) for n in range(len(ledger))):
         if {"class", "type"} <= keys.keys():
             lists = {name: [value.replace("\\", "/") for key, value in keys.items() if re.match(name + r"\.\d", key)]
