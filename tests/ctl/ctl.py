@@ -1,6 +1,7 @@
 """Calls ovpatchctl on a device of the player. The program comes from the environment: OVPATCH_CTL."""
 import json
 import os
+import re
 import subprocess
 
 from player import LAUNCHER, SECONDS
@@ -12,6 +13,6 @@ def ctl(device, *arguments, stdout=subprocess.PIPE):
     """The exit status, what it printed (a document with --json) and what it said on standard error."""
     done = subprocess.run([*LAUNCHER, CTL, *map(device.encode, arguments)], cwd=device.directory, env=device.environment,
                           stdin=subprocess.DEVNULL, stdout=stdout, stderr=subprocess.PIPE, timeout=SECONDS, check=False)
-    said = done.stderr.decode("utf-8").replace("\r", "")
+    said = re.sub(r"^wine: .*\n", "", done.stderr.decode("utf-8").replace("\r", ""), flags=re.M)
     printed = (done.stdout or b"").decode("utf-8").replace("\r", "")  # strictly: names come as valid text
     return done.returncode, json.loads(printed) if "--json" in arguments and printed else printed, said
