@@ -184,7 +184,7 @@ class Moments(Told):
                 while ended == 75:
                     ended, _, complaint = ctl(self.device, *command.split())
                 complaint = complaint.replace(WAITING, "")
-                self.assertEqual((ended, complaint.count("\n")), (status, int(bool(said))))
+                self.assertEqual((ended, complaint.count("\n")), (status, int(bool(said))), complaint)
                 self.assertIn(said, complaint)
                 self.check(differences(before, self.device.look()))
         if not WINDOWS:
