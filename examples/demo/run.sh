@@ -114,14 +114,15 @@ lay 2 31 eng.dll "engine 1.8"
 lay 3 4 pat.bin "patterns 1260"
 manifest 0 1.7 1.8 1250 1260
 printf '%s$ OvPatch device%s\n' "$dim" "$plain"
-mkfifo engine/pat.bin.pinned  # for which the agent looks, and has to wait until somebody writes
+mkfifo engine/pat.bin.pinned  # for which the agent looks, and waits there until somebody writes
+asked() { grep -c 'CheckFileEx with: engine.pat.bin' "$log"; }
+before=$(asked)
 set -m
 "$program" device &
-exec 3>engine/pat.bin.pinned
+until [ "$(asked)" -gt "$before" ]; do sleep 0.05; done
 kill -9 -- "-$!"
 wait "$!" 2>/dev/null || tell "${red}killed$plain"
 set +m
-exec 3>&-
 rm engine/pat.bin.pinned
 show "$(files)"
 show "$(sed "s|$PWD|...|" device/OvJournal.txt)"
