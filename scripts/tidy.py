@@ -17,7 +17,7 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parent.parent
 BUILD = ROOT / "build/release"
 DATABASE = ROOT / "build/tidy"
-AT_ONCE = 25
+AT_ONCE = 20
 
 
 def findings(source):
