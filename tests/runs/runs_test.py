@@ -18,7 +18,7 @@ from player import (AGENTS, CALLS, ENGINE, LOG, MANIFEST, PATTERN, PRODUCT, RECO
 NINE = re.compile(r". (Old OV temp |Copy to old ov temp failed|Update(Ex)?: Call patchagent|startEachItem: unknown|"
                   r"endEachItem: unknown|rollback: patch agent refused|OvPatch: (CatURIWithFile|.*\\.* cannot be read)|"
                 r"journal: |recovery: (?!directory))")
-STEP = int(os.environ.get("OVPATCH_STEP", "1"))  # of the rows every so-many-th
+STEP = int(os.environ.get("OVPATCH_STEP", "1"))  # every so-many-th of the rows, other ones from day to day
 ITEMS = {"engine": ENGINE, "product": PRODUCT, "pattern": PATTERN}
 CLASSES = ("Engine", "Product", "Pattern")
 # What the rows leave to the generation.
@@ -155,7 +155,7 @@ class Runs(unittest.TestCase):
     def play_rows(self, runs):
         rows = lines_of("rows.txt")
         texts = dict(row[4:].split(" = ", 1) for row in rows if row.startswith("let "))
-        for row in [row for row in rows if not row.startswith("let ")][::STEP]:
+        for row in [row for row in rows if not row.startswith("let ")][int(time.time() / 86400) % STEP::STEP]:
             variants = max(len(group.split(", ")) for group in re.findall(r"\[\[(.*?)\]\]", row) or [""])
             for n in range(variants):
                 one = re.sub(r"\[\[(.*?)\]\]", lambda group: group[1].split(", ")[n], row)
