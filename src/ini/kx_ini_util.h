@@ -38,6 +38,8 @@ public:
     // nothing less than the whole of the file may be taken for it, and only save and saveAs write it.
     bool isUnreadable() const { return unreadable_; }
 
+    bool hasSection(const char* section) const { return findSection(section) != nullptr; }
+
     // The value of the key, owned by the document and good until its line is changed or deleted. Null when
     // `key` is null or empty and when the section or the key isn't there; an empty text for an empty value.
     const char* getValue(const char* section, const char* key) const;

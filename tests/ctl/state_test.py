@@ -127,17 +127,17 @@ class Moments(Told):
         self.assertEqual([run["ended"] for run in self.told("log", "base")["runs"]], [False, True])
         self.check_status(self.device.look())
 
+    @unittest.skipIf(WINDOWS, "locks and signals of a POSIX host")
     def test_waiting(self):
         """A start waits for the lock, and the result of a run that was killed is not that of an older one."""
         self.device.lay({**Story(ENGINE).tree(), RESULT: file("result=0\n"), "killed": file("#!/bin/sh\nkill -9 $$\n", 0o755)})
-        if not WINDOWS:
-            with open(LOCK, "w", encoding="utf-8") as lock:
-                fcntl.flock(lock, fcntl.LOCK_EX)
-                waiting = subprocess.Popen([CTL, "run", "base", "--program", "./killed"], cwd=self.device.directory,
-                                           stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
-                self.assertRegex(waiting.stderr.readline(), "another run is at work, waiting for it")
-            self.assertRegex(waiting.communicate(timeout=30)[0], "OvPatch left no result: it was killed by signal 9\n.*again")
-            self.assertEqual((waiting.returncode, RESULT in self.device.look()), (70, False))
+        with open(LOCK, "w", encoding="utf-8") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX)
+            waiting = subprocess.Popen([CTL, "run", "base", "--program", "./killed"], cwd=self.device.directory,
+                                       stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+            self.assertRegex(waiting.stderr.readline(), "another run is at work, waiting for it")
+        self.assertRegex(waiting.communicate(timeout=30)[0], "OvPatch left no result: it was killed by signal 9\n.*again")
+        self.assertEqual((waiting.returncode, RESULT in self.device.look()), (70, False))
 
     def test_versions(self):
         """With what is told of them in numbers, as far as it is told."""

@@ -154,6 +154,8 @@ bool RecordMerge::merge(std::uint32_t index, std::uint32_t* number) {
     char section[SECTION_SIZE];
     *number = find(item);
     formatSectionName(*number, section, sizeof section);
+    // What a section that no record counted holds is read in front of the record that is added to it.
+    const bool isStray = *number == count_ && document_->hasSection(section);
     if (*number < count_) {
         document_->deleteSection(section);
         replaced_[index] = records_[*number];
@@ -164,7 +166,7 @@ bool RecordMerge::merge(std::uint32_t index, std::uint32_t* number) {
     }
     records_[*number] = &item;
     addLedgerRecord(document_.get(), section, item);
-    if (!journal().isKept()) write();
+    if (isStray || !journal().isKept()) write();
     return true;
 }
 

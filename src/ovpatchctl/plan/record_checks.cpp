@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "ovpatch/ledger/backup_paths.h"
-#include "ovpatchctl/plan/stored_ledger.h"
+#include "ovpatchctl/files/read_ledger.h"
 #include "ovpatchctl/report/texts.h"
 
 namespace ovpatch::ctl {
@@ -15,7 +15,7 @@ bool isOneVersion(const ItemVersion& left, const ItemVersion& right) {
     return left.number == right.number && left.build == right.build;
 }
 
-void checkLedger(const StoredLedger& ledger, const std::string& destination, std::size_t item, World* world,
+void checkLedger(const ReadLedger& ledger, const std::string& destination, std::size_t item, World* world,
                  Plan* plan) {
     const auto lost = [&](const char* kind, const std::string& reason) {
         plan->remark(kind, reason + ": the update will not be recorded, and no rollback can undo it",
@@ -23,21 +23,21 @@ void checkLedger(const StoredLedger& ledger, const std::string& destination, std
     };
     char root[PATH_SIZE];
     switch (ledger.state()) {
-        case StoredLedger::State::NO_PATH:
+        case ReadLedger::State::NO_PATH:
             return lost("ledger-path", "the path of the ledger is too long");
-        case StoredLedger::State::UNREADABLE:
+        case ReadLedger::State::UNREADABLE:
             return lost("ledger-unreadable", "the ledger cannot be read");
-        case StoredLedger::State::MISSING:
+        case ReadLedger::State::MISSING:
             if (!backupRoot(destination.c_str(), root, sizeof root)) return;
             if (const char* reason = world->makeDirectory(root)) return lost("ledger-not-made", reason);
             if (const char* reason = world->refusesEntries(root)) return lost("ledger-not-made", reason);
             return;
-        case StoredLedger::State::READ:
+        case ReadLedger::State::READ:
             if (ledger.isReadOnly()) lost("ledger-read-only", "the ledger is read-only");
     }
 }
 
-void checkRecord(const StoredLedger& ledger, std::size_t index, Plan* plan) {
+void checkRecord(const ReadLedger& ledger, std::size_t index, Plan* plan) {
     ItemPlan& item = plan->items[index];
     const BackupItem* record = ledger.find(item.itemClass, item.itemType);
     if (record == nullptr) return;
@@ -68,12 +68,12 @@ void checkTwins(std::size_t index, Plan* plan) {
 }  // namespace
 
 void checkRecords(World* world, Plan* plan) {
-    std::map<std::string, std::unique_ptr<StoredLedger>> ledgers;
+    std::map<std::string, std::unique_ptr<ReadLedger>> ledgers;
     for (std::size_t i = 0; i < plan->items.size(); ++i) {
         const std::string destination = plan->items[i].destination;
-        std::unique_ptr<StoredLedger>& ledger = ledgers[destination];
+        std::unique_ptr<ReadLedger>& ledger = ledgers[destination];
         const bool isFirst = ledger == nullptr;
-        if (isFirst) ledger = std::make_unique<StoredLedger>(destination.c_str());
+        if (isFirst) ledger = std::make_unique<ReadLedger>(destination.c_str());
         if (isFirst) checkLedger(*ledger, destination, i, world, plan);
         checkRecord(*ledger, i, plan);
         checkTwins(i, plan);

@@ -1,5 +1,7 @@
 #include "ovpatchctl/plan/rollback_plan.h"
 
+#include <memory>
+
 #include "fileops/paths.h"
 #include "foundation/tokenizer.h"
 #include "ovpatch/agent/agent_api.h"
@@ -8,10 +10,10 @@
 #include "ovpatch/ledger/backup_paths.h"
 #include "ovpatch/ledger/ledger_file.h"
 #include "ovpatch/result_codes.h"
+#include "ovpatchctl/files/read_ledger.h"
 #include "ovpatchctl/plan/backup_names.h"
 #include "ovpatchctl/plan/file_checks.h"
 #include "ovpatchctl/plan/room_ledger.h"
-#include "ovpatchctl/plan/stored_ledger.h"
 #include "ovpatchctl/report/texts.h"
 
 namespace ovpatch::ctl {
@@ -42,6 +44,8 @@ private:
     Plan* plan_;
     BackupNames names_;
     RoomLedger room_;
+    std::unique_ptr<ReadLedger> ledger_;  // that of the last item
+    std::string ledgerOf_;                // the last item's destination
     std::size_t index_ = 0;
 };
 
@@ -147,12 +151,15 @@ void RollbackPlanner::planItem(const UpdateItem& item) {
     plan.destination = item.destination;
     if (update_.patchAgentVersion == OLD_GENERATION && classBracket(item.itemClass) == nullptr)
         return fail("class", RESULT_REFUSED, "an agent of the old generation knows no such class", "");
-    const StoredLedger ledger(item.destination);
-    if (ledger.state() == StoredLedger::State::NO_PATH)
+    if (ledger_ == nullptr || ledgerOf_ != plan.destination)
+        ledger_ = std::make_unique<ReadLedger>(item.destination);
+    ledgerOf_ = plan.destination;
+    const ReadLedger& ledger = *ledger_;
+    if (ledger.state() == ReadLedger::State::NO_PATH)
         return fail("path-too-long", RESULT_INVALID, "the path of the ledger is too long", plan.destination);
-    if (ledger.state() == StoredLedger::State::MISSING)
+    if (ledger.state() == ReadLedger::State::MISSING)
         return fail("ledger-missing", RESULT_DISK_ERROR, "there is no ledger", ledger.path());
-    if (ledger.state() == StoredLedger::State::UNREADABLE)
+    if (ledger.state() == ReadLedger::State::UNREADABLE)
         return fail("ledger-unreadable", RESULT_DISK_ERROR, "the ledger cannot be read", ledger.path());
     const BackupItem* record = ledger.find(item.itemClass, item.itemType);
     if (record == nullptr)

@@ -2,7 +2,7 @@
 
 #include "fileops/dir_listing.h"
 #include "ovpatch/ledger/backup_paths.h"
-#include "ovpatchctl/plan/stored_ledger.h"
+#include "ovpatchctl/files/read_ledger.h"
 #include "ovpatchctl/state/read_manifest.h"
 
 namespace ovpatch::ctl {
@@ -30,7 +30,7 @@ std::size_t newFilesOf(const UpdateStru& update, const UpdateItem& item) {
 }
 
 std::size_t recordedFilesOf(const UpdateItem& item) {
-    const StoredLedger ledger(item.destination);
+    const ReadLedger ledger(item.destination);
     const BackupItem* record = ledger.find(item.itemClass, item.itemType);
     return record == nullptr ? 0 : std::size_t{record->addedCount} + record->writtenCount;
 }

@@ -10,7 +10,7 @@
 #include "foundation/tokenizer.h"
 #include "ovpatch/ledger/backup_paths.h"
 #include "ovpatch/ledger/ledger_file.h"
-#include "ovpatchctl/plan/stored_ledger.h"
+#include "ovpatchctl/files/read_ledger.h"
 #include "ovpatchctl/report/texts.h"
 #include "ovpatchctl/state/captured_errors.h"
 #include "ovpatchctl/state/leftovers.h"
@@ -57,13 +57,13 @@ RecordedItem recordedItem(const BackupStru& ledger, const BackupItem& item, cons
 
 void readLedger(DestinationLook* look) {
     const CapturedErrors errors;
-    const StoredLedger ledger(look->destination.c_str());
+    const ReadLedger ledger(look->destination.c_str());
     look->ledger = ledger.path();
-    if (ledger.state() == StoredLedger::State::NO_PATH || ledger.state() == StoredLedger::State::UNREADABLE) {
+    if (ledger.state() == ReadLedger::State::NO_PATH || ledger.state() == ReadLedger::State::UNREADABLE) {
         look->state = LedgerState::UNREADABLE;
         look->whyUnreadable = look->ledger.empty() ? "path of the ledger does not fit" : errors.first();
     }
-    if (ledger.state() != StoredLedger::State::READ) return;
+    if (ledger.state() != ReadLedger::State::READ) return;
     look->state = LedgerState::READ;
     for (std::uint32_t n = 0; n < ledger.content().itemCount; ++n)
         look->items.push_back(recordedItem(ledger.content(), ledger.content().items[n], look->destination));

@@ -59,21 +59,16 @@ bool copyUnderName(const Source& source, const char* path) {
     return inspectTarget(&found, path, nullptr, source.state, true) && fail(ERROR_FILE_EXISTS);
 }
 
-// The renaming finds out whether the name is missing still. `*canTell` becomes false where it cannot.
-bool copyToMissing(const Source& source, const char* path, bool* canTell) {
+// The renaming finds out whether the name is missing still.
+bool copyToMissing(const Source& source, const char* path) {
     FileReplacement target;
     const bool done = target.takeForMissing(path) &&
                       target.create(O_WRONLY, static_cast<mode_t>(source.state.mode), true) &&
                       fill(&target, source, true);
-    if (done) return true;
-    // Not every file system has that renaming.
-    *canTell = GetLastError() != ERROR_INVALID_PARAMETER;
-    if (*canTell && GetLastError() != ERROR_FILE_EXISTS) return false;
+    if (done || GetLastError() != ERROR_FILE_EXISTS) return done;
     if (lseek(source.descriptor, 0, SEEK_SET) != 0) return failFromErrno();
     return copyOver(source, path, nullptr, false);
 }
-
-bool canTellMissing = true;
 
 }  // namespace
 
@@ -109,8 +104,8 @@ bool CopySource::copyTo(LPCWSTR targetPath, bool failIfExists) {
     const Source source = {static_cast<int>(opened_), state_};
     HostPath path;
     bool done = path.assign(targetPath);
-    if (done && expectsNone_ && !failIfExists && canTellMissing)
-        done = copyToMissing(source, path.cStr(), &canTellMissing);
+    if (done && expectsNone_ && !failIfExists)
+        done = copyToMissing(source, path.cStr());
     else if (done)
         done = copyOver(source, path.cStr(), &target_, failIfExists);
     close();
