@@ -23,11 +23,7 @@ std::uint32_t parseBuild(const char* text) {
     if (dotted.stringCount() >= 3) {
         return static_cast<std::uint32_t>(readDecimal(tokenAt(dotted, 2).cStr()));
     }
-    const StringList dashed = splitString(text, '-');
-    if (dashed.stringCount() >= 2) {
-        return static_cast<std::uint32_t>(readDecimal(tokenAt(dashed, 1).cStr()));
-    }
-    return 0;
+    return static_cast<std::uint32_t>(readDecimal(tokenAt(splitString(text, '-'), 1).cStr()));
 }
 
 }  // namespace

@@ -91,11 +91,7 @@ bool FileReplacement::create(int access, mode_t permissions, bool exactPermissio
     } while (descriptor_ < 0 && errno == EEXIST);
     if (descriptor_ < 0) return errno == ENOENT ? fail(ERROR_PATH_NOT_FOUND) : failFromErrno();
 
-    if (exists_ && !isOwnedByThisProcess(status_) && !giveToOwner()) {
-        failFromErrno();
-        abandon();
-        return false;
-    }
+    if (exists_ && !isOwnedByThisProcess(status_) && !giveToOwner()) return failFromErrno();
     return settle(exactPermissions, permissions);
 }
 
@@ -119,9 +115,7 @@ bool FileReplacement::settle(bool exactPermissions, mode_t permissions) {
                   fchmod(descriptor_, permissions & PERMISSIONS) == 0)) {
         return true;
     }
-    failFromErrno();
-    abandon();
-    return false;
+    return failFromErrno();
 }
 
 // Only a privileged process can give a file away, and only on some file systems; for any other the new file
