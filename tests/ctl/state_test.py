@@ -12,7 +12,7 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path[:0] = [os.path.join(HERE, "..", place) for place in ("runs", "player")]
 import runs_test  # noqa: E402
 from ctl import CTL, ctl  # noqa: E402
-from oracle import records  # noqa: E402
+from oracle import bare, records  # noqa: E402
 from player import ENGINE, MANIFEST, PRODUCT, PROGRAM, RESULT, WINDOWS, Story, differences, file, with_directories  # noqa: E402
 
 LOCK = "/tmp/PATCH-5CF3C8EF-8084-4af1-9E60-8EB894E951B7.lock"
@@ -28,7 +28,7 @@ def unescaped(text):
 
 
 def path_of(text):
-    return unescaped(text or "").replace("\\", "/")
+    return bare(unescaped(text or ""))
 
 
 class Told(runs_test.Runs):

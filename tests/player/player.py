@@ -138,7 +138,7 @@ class Story:
         """The device before an update: of each item n new<n>.bin is new and old<n>.bin is there already."""
         tree = {MANIFEST: file(self.manifest()), "base/ovcfg.ini": file("[Debug]\nLevel=6\n")}
         for n, item in enumerate(keys for name, keys in self.sections.items() if name != "common"):
-            source, destination = "base/OV_Temp/" + directory_of(item), item["destination"].replace("\\", "/")
+            source, destination = "base/OV_Temp/" + directory_of(item), item["destination"].replace("\\", "/").removeprefix("./")
             tree[f"{source}/new{n}.bin"] = file(f"new{n} of the update")
             tree[f"{source}/old{n}.bin"] = file(f"old{n} of the update")
             tree[f"{destination.rstrip('/')}/old{n}.bin"] = file(f"old{n} as it was")

@@ -30,6 +30,10 @@ def sections(text):
     return found
 
 
+def bare(path):
+    return path.replace("\\", "/").removeprefix("./")
+
+
 def identity_of(keys):
     return int(keys["class"]), int(keys["type"], 16)
 
@@ -43,9 +47,9 @@ def records(tree, destination, decode):
     found, ledger = {}, sections(decode((tree.get(f"{destination}/{LEDGER}") or file("")).content))
     for keys in (ledger.get(f"item_{n}", {}) for n in range(len(ledger))):
         if {"class", "type"} <= keys.keys():
-            lists = {name: [value.replace("\\", "/") for key, value in keys.items() if re.match(name + r"\.\d", key)]
+            lists = {name: [bare(value) for key, value in keys.items() if re.match(name + r"\.\d", key)]
                      for name in ("added", "written")}
-            written = [[part.strip() for part in entry.split(",")] for entry in lists["written"]]
+            written = [[bare(part.strip()) for part in entry.split(",")] for entry in lists["written"]]
             copies = f"{destination}/OV_Backup/{directory_of(keys)}/"
             written = {entry[1]: copies + entry[0].rpartition("/")[2] for entry in written if len(entry) > 1}
             found.setdefault(identity_of(keys), (set(lists["added"]), written, versions_of(keys)))
@@ -72,7 +76,7 @@ class Order:
         for n in range(min(number(common.get("itemcount", "0")), len(manifest)) if action in (0, 1) else 0):
             keys = manifest.get(f"item_{n}", {})
             if {"class", "type", "destination"} <= keys.keys():
-                destination = keys["destination"].rstrip("\\").replace("\\", "/")
+                destination = bare(keys["destination"].rstrip("\\"))
                 place = paths.setdefault(int(keys["class"] or 0), destination) if self.old else destination
                 source = f"{common.get('orvelle_path')}/OV_Temp/{directory_of(keys)}/".replace("\\", "/")
                 self.items.append(((destination, identity_of(keys)), versions_of(keys), source, place))

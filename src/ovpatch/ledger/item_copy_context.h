@@ -12,7 +12,7 @@
 
 namespace ovpatch {
 
-class StoredLedger;
+class StoredLedgers;
 struct PatchAgentApi;
 
 struct ItemCopyContext {
@@ -25,7 +25,7 @@ struct ItemCopyContext {
     TakenNames* takenNames;       // what is known of the item's backup directory; not owned
     platform::CopySource*
         source;  // an update's: where the file that is about to be copied is opened; not owned
-    StoredLedger* storedLedger;  // a rollback's: the ledger that was read last; not owned
+    StoredLedgers* storedLedgers;  // a rollback's: those that it has read; not owned
 };
 
 }  // namespace ovpatch

@@ -146,8 +146,8 @@ namespace {
 
 // While there is a journal, the copy may be needed until the run is over.
 void dropCopy(const char* path, NameIndex* names) {
-    if (journal().isOpen() && !names->canMatch(path)) return;
-    if (!names->knowsMissing(path) && !journal().drop(path)) unlink(path, nullptr, nullptr, names);
+    if (names != nullptr && (journal().isOpen() ? !names->canMatch(path) : names->knowsMissing(path))) return;
+    if (!journal().drop(path)) unlink(path, nullptr, nullptr, names);
 }
 
 }  // namespace

@@ -61,7 +61,8 @@ bool isBackupCopyName(const char* name);
 
 // Deletes the backup copies that the entries of `writtenFiles` name, from the item's backup directory. Copies
 // that are gone already are passed over, and so are those in `kept`, if it is not null. `names` serves all
-// calls for which nobody else adds names to the directory.
+// calls for which nobody else adds names to the directory; without it, which costs less where the copies are
+// there, each that is gone takes a listing of the directory.
 void removeBackupCopies(const BackupItem& item, const char* backupDirectory, NameIndex* names,
                         const TakenNames* kept = nullptr);
 

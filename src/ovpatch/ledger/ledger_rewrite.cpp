@@ -1,5 +1,6 @@
 #include "ovpatch/ledger/ledger_rewrite.h"
 
+#include "ovpatch/journal/journal.h"
 #include "ovpatch/ledger/backup_paths.h"
 #include "ovpatch/ledger/ledger_file.h"
 #include "ovpatch/ledger/record_removal.h"
@@ -15,15 +16,16 @@ void removeCopies(const BackupItem& item, const BackupItem* undone) {
     if (itemBackupDir(item.destination, item.itemClass, item.itemType, directory, sizeof directory) == 0)
         return;
     NameIndex names;
-    removeBackupCopies(item, directory, &names);
+    // This run has made the safety copies; the journal looks after those that are gone all the same.
+    removeBackupCopies(item, directory, journal().isOpen() ? nullptr : &names);
     if (undone != nullptr) removeBackupCopies(*undone, directory, &names);
 }
 
 }  // namespace
 
-void updateBackupIni(const BackupStru& runLedger, StoredLedger* storedLedger) {
+void updateBackupIni(const BackupStru& runLedger, StoredLedgers* storedLedgers) {
     STRU_INFO(6, "updateBackupIni: start.");
-    RecordRemoval removal(storedLedger, MissingAgent::LEFT_OUT, removeCopies);
+    RecordRemoval removal(storedLedgers, MissingAgent::LEFT_OUT, removeCopies);
     for (std::uint32_t i = 0; i < runLedger.itemCount; ++i) {
         char path[1024];
         if (ledgerPath(runLedger.items[i].destination, path, sizeof path))

@@ -10,8 +10,8 @@ namespace ovpatch {
 // For each record of the run ledger of a finished rollback: deletes the rollback's safety copies and what is
 // left of the undone update's copies, and writes the ledger anew without the item; those behind it move up by
 // one number. A ledger that cannot be read, or does not hold the item, stays as it is. Nothing is reported.
-// `storedLedger` is the ledger that the rollback has read last; it is empty afterwards.
-void updateBackupIni(const BackupStru& runLedger, StoredLedger* storedLedger);
+// `storedLedgers` are those that the rollback has read; they are of no use afterwards.
+void updateBackupIni(const BackupStru& runLedger, StoredLedgers* storedLedgers);
 
 }  // namespace ovpatch
 

@@ -14,14 +14,14 @@ namespace ovpatch {
 // the ledger could not be written and has it still.
 using RecordRemoved = void (*)(const BackupItem& item, const BackupItem* record);
 
-// Reads each ledger once and writes it once for all items that follow each other in it, where a journal holds
+// Reads each ledger once and writes it once for all items that have their record in it, where a journal holds
 // what leads back; without one it is written after each item. What is left and what the log tells is the
 // same.
 class RecordRemoval {
 public:
-    // `ledger` is what has been read already; it outlives the removal and is of no use behind it.
-    RecordRemoval(StoredLedger* ledger, MissingAgent agent, RecordRemoved removed)
-        : ledger_(ledger), agent_(agent), removed_(removed) {}
+    // `ledgers` are what has been read already; they outlive the removal and are of no use behind it.
+    RecordRemoval(StoredLedgers* ledgers, MissingAgent agent, RecordRemoved removed)
+        : ledgers_(ledgers), agent_(agent), removed_(removed) {}
     ~RecordRemoval() { write(); }
     RecordRemoval(const RecordRemoval&) = delete;
     RecordRemoval& operator=(const RecordRemoval&) = delete;
@@ -34,16 +34,25 @@ public:
     void write();
 
 private:
-    bool open(const char* path);
-    void tellReading() const;
+    struct OpenLedger {
+        ByteString path;
+        StoredLedger* ledger;
+        bool isChanged;
+        // For each record the item that has taken it out; null when the ledger is not open any more.
+        std::unique_ptr<const BackupItem*[]> takenOutBy;
+        std::unique_ptr<OpenLedger> next;
+    };
 
-    StoredLedger* ledger_;
+    OpenLedger* find(const char* path) const;
+    OpenLedger* open(const char* path);
+    void tellReading(const OpenLedger& open) const;
+    void write(OpenLedger* open);
+
+    StoredLedgers* ledgers_;
     MissingAgent agent_;
     RecordRemoved removed_;
-    ByteString path_;
-    bool isChanged_ = false;
-    // For each record of the open ledger the item that has taken it out; null when none is open.
-    std::unique_ptr<const BackupItem*[]> takenOutBy_;
+    std::unique_ptr<OpenLedger> first_;
+    std::unique_ptr<OpenLedger>* end_ = &first_;  // where the next one goes
 };
 
 }  // namespace ovpatch

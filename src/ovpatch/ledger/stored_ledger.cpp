@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <new>
+#include <utility>
 
 #include "ini/kx_ini_util.h"
 #include "logging/log.h"
@@ -11,18 +12,14 @@
 
 namespace ovpatch {
 
-namespace {
-
-bool isSame(const platform::FileState& left, const platform::FileState& right) {
+bool mayBeOneFile(const platform::FileState& left, const platform::FileState& right) {
     return left.isFile && right.isFile && left.size == right.size && left.seconds == right.seconds &&
            left.nanoseconds == right.nanoseconds && left.id == right.id && left.device == right.device;
 }
 
-}  // namespace
-
 bool StoredLedger::isRead(const char* path) const {
     return state_.isFile && path_.compare(path) == 0 && !logReaches(READER_LEVEL) &&
-           isSame(state_, stateOfFile(path));
+           mayBeOneFile(state_, stateOfFile(path));
 }
 
 StoredLedger::Reading StoredLedger::read(const char* path) {
@@ -43,6 +40,32 @@ void StoredLedger::forget() {
     freeBackupStru(&ledger_);
     ledger_ = BackupStru{};
     state_ = platform::FileState();
+}
+
+struct StoredLedgers::Entry {
+    ByteString path;
+    StoredLedger ledger;
+    std::unique_ptr<Entry> next;
+};
+
+StoredLedgers::StoredLedgers() = default;
+
+StoredLedgers::~StoredLedgers() {
+    // One by one: a chain that ends itself takes stack for each.
+    while (first_ != nullptr)
+        first_ = std::move(first_->next);
+}
+
+StoredLedger* StoredLedgers::at(const char* path) {
+    std::unique_ptr<Entry>* entry = &first_;
+    while (*entry != nullptr && (*entry)->path.compare(path) != 0)
+        entry = &(*entry)->next;
+    if (*entry == nullptr) {
+        entry->reset(new (std::nothrow) Entry);
+        if (*entry == nullptr) return nullptr;
+        (*entry)->path.assign(path);
+    }
+    return &(*entry)->ledger;
 }
 
 }  // namespace ovpatch

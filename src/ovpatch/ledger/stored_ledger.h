@@ -1,12 +1,17 @@
-// A ledger that is read from its file once, for all items that have their record in it.
+// Ledgers that are read from their files once, for all items that have their record in them.
 #ifndef OVPATCH_OVPATCH_LEDGER_STORED_LEDGER_H
 #define OVPATCH_OVPATCH_LEDGER_STORED_LEDGER_H
+
+#include <memory>
 
 #include "foundation/byte_string.h"
 #include "ovpatch/ledger/backup_stru.h"
 #include "platform/file_state.h"
 
 namespace ovpatch {
+
+// Whether two looks at files may have met the same one: always, where they have.
+bool mayBeOneFile(const platform::FileState& left, const platform::FileState& right);
 
 // Holds the ledger that was read last.
 class StoredLedger {
@@ -30,12 +35,32 @@ public:
     // The ledger that was read; empty when that failed, and at the start.
     const BackupStru& ledger() const { return ledger_; }
 
+    // Of the file, when it was read.
+    const platform::FileState& state() const { return state_; }
+
     void forget();
 
 private:
     ByteString path_;
     platform::FileState state_;
     BackupStru ledger_ = {};
+};
+
+// Those of a run.
+class StoredLedgers {
+public:
+    StoredLedgers();
+    ~StoredLedgers();
+    StoredLedgers(const StoredLedgers&) = delete;
+    StoredLedgers& operator=(const StoredLedgers&) = delete;
+
+    // The one for `path`, nothing read in it at first; the same for the same path each time. Null without
+    // memory. Not owned by the caller.
+    StoredLedger* at(const char* path);
+
+private:
+    struct Entry;
+    std::unique_ptr<Entry> first_;
 };
 
 }  // namespace ovpatch

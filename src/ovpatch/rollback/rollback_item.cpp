@@ -49,19 +49,22 @@ struct FilePaths {
     char safety[PATH_SIZE];
 };
 
-std::int32_t readLedger(const char* destination, StoredLedger* stored) {
+// Answers the item's ledger in `ledger`.
+std::int32_t readLedger(const ItemCopyContext& context, const BackupStru** ledger) {
     char path[PATH_SIZE];
-    if (!ledgerPath(destination, path, sizeof path)) {
+    if (!ledgerPath(context.destination, path, sizeof path)) {
         UPDATER_ERROR(6, "rollbackItem: CatURIWithFile failed.");
         return ROLLBACK_BAD_ARGUMENTS;
     }
-    if (stored->isRead(path)) return ROLLBACK_DONE;
+    StoredLedger* stored = context.storedLedgers->at(path);
+    if (stored != nullptr) *ledger = &stored->ledger();
+    if (stored != nullptr && stored->isRead(path)) return ROLLBACK_DONE;
     bool known = true;
     if (!pathExists(path, &known) && known) {
         UPDATER_ERROR(6, "rollbackItem: %s doesnot exist.", path);
         return ROLLBACK_NO_LEDGER;
     }
-    switch (stored->read(path)) {
+    switch (stored != nullptr ? stored->read(path) : StoredLedger::Reading::NO_MEMORY) {
         case StoredLedger::Reading::DONE:
             return ROLLBACK_DONE;
         case StoredLedger::Reading::NO_MEMORY:
@@ -301,12 +304,12 @@ std::int32_t undoItem(const ItemCopyContext& context, const BackupItem& undone) 
 
 std::int32_t rollbackItem(const ItemCopyContext& context) {
     UPDATER_INFO(6, "rollbackItem: start.");
-    const std::int32_t answer = readLedger(context.destination, context.storedLedger);
+    const BackupStru* ledger = nullptr;
+    const std::int32_t answer = readLedger(context, &ledger);
     if (answer != ROLLBACK_DONE) return answer;
 
     UPDATER_INFO(6, "rollbackItem: find out the item with same class/type.");
-    const BackupItem* undone =
-        findBackupItem(context.storedLedger->ledger(), context.itemClass, context.itemType);
+    const BackupItem* undone = findBackupItem(*ledger, context.itemClass, context.itemType);
     if (undone == nullptr) {
         UPDATER_INFO(6, "rollbackItem: item not found.");
         return ROLLBACK_NOT_FOUND;

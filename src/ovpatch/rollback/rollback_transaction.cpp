@@ -22,7 +22,7 @@ struct Rollback {
     BackupStru runLedger;
     ItemCopyContext context;
     TakenNames takenNames;
-    StoredLedger storedLedger;
+    StoredLedgers storedLedgers;
     std::int32_t lastEndAnswer;
 };
 
@@ -160,7 +160,7 @@ std::int32_t rollbackWithPatchAgent(const PatchAgentApi& agent, const UpdateStru
     run.context.agent = &agent;
     run.context.runLedger = &run.runLedger;
     run.context.takenNames = &run.takenNames;
-    run.context.storedLedger = &run.storedLedger;
+    run.context.storedLedgers = &run.storedLedgers;
 
     std::int32_t result = openAgent(run);
     if (result != RESULT_DONE) return quit(&run, result);
@@ -173,7 +173,7 @@ std::int32_t rollbackWithPatchAgent(const PatchAgentApi& agent, const UpdateStru
         if (next == Next::AUTO_ROLLBACK) return quitAfterAutoRollback(&run, result);
     }
     closeAgent(run);
-    updateBackupIni(run.runLedger, &run.storedLedger);
+    updateBackupIni(run.runLedger, &run.storedLedgers);
     UPDATER_INFO(6, "rollbackWithPatchAgent: action done.");
     UPDATER_INFO(6, "rollbackWithPatchAgent: done.");
     freeBackupStru(&run.runLedger);
