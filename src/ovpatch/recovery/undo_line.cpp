@@ -120,12 +120,13 @@ bool giveNameBack(const JournalLine& line, const UndoHints& hints) {
     const FileState now = stateOfFile(file);
     const FileState name = stateOfFile(older);
     const FileState copy = stateOfFile(line.texts[0]);
-    // A run that undid itself has exchanged the two.
-    if (!name.exists && same(copy, moved) && (same(now, line.states[0]) || !now.exists)) {
+    // A run that undid itself has exchanged the two. Where they are alike, the host's number has to say so.
+    const bool isExchanged = same(moved, line.states[0]) ? copy.id != 0 && copy.id == moved.id
+                                                         : copy.id == 0 || copy.id != line.states[0].id;
+    if (isExchanged && !name.exists && same(copy, moved) && (same(now, line.states[0]) || !now.exists)) {
         const WidePath saved(line.texts[0]);
         const WidePath to(older);
-        if (!(copy.id != 0 && copy.id == line.states[0].id))
-            return saved.fits() && to.fits() && platform::putBack(saved.text(), to.text());
+        return saved.fits() && to.fits() && platform::putBack(saved.text(), to.text());
     }
     const bool isPart = name.isFile && hints.mayBePart && !same(name, moved);
     if ((name.exists && !isPart) || !same(now, moved)) return true;
