@@ -4,6 +4,7 @@
 
 #include <functional>
 
+#include "platform/posix/host_path.h"
 #include "tests/platform/support/device.h"
 
 // Comes in the middle of a copy, in place of what sets the time of the new file.
@@ -49,6 +50,10 @@ TEST(Posix, OutcomesOnLinks) {
         attr link -> plain
         find dirlink -> dirlink/ end
         find * -> a b dir/ dirlink/ file link none end
+        state dir/real -> 3
+        state link -> link 3
+        state none,dirlink -> link yes
+        state missing -> no
         link? link,dirlink,dirlink/,dirlink//,none,a -> yes
         link? dir/real,dir/,dirlink/real / move link,dirlink,none new / move file link,dirlink,none,a/new -> no
         attr none / rmdir dirlink/missing -> 2
@@ -123,6 +128,12 @@ TEST(Posix, OutcomesOnPermissionsAndNames) {
     EXPECT_EQ(device(tree, {"find", "*"}), names + "end");
 }
 
+TEST(Posix, APathIsTakenAnew) {
+    posix::HostPath path;
+    EXPECT_TRUE(path.assign(TEXT("a\\b")) && path.assign(TEXT("c")));
+    EXPECT_STREQ(path.cStr(), "c");
+}
+
 // The code page is settled once for a process, so each has one.
 TEST(PosixDeathTest, InADoubleByteCodePageAPairIsOneUnitAndItsTrailByteNoSeparator) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
@@ -190,6 +201,8 @@ TEST(Posix, LockFilesAndHandlesOfEachKind) {
     EXPECT_EQ(fs::status(path).permissions(), fs::perms{0666});
     EXPECT_TRUE(WaitForSingleObject(mutex, 1) == WAIT_FAILED && GetLastError() == ERROR_INVALID_PARAMETER);
     EXPECT_TRUE(fs::remove(path));
+    const HANDLE unowned = CreateMutexW(nullptr, FALSE, widen(name).c_str());
+    EXPECT_TRUE(!ReleaseMutex(unowned) && CloseHandle(unowned) && fs::remove("/tmp/" + name + ".lock"));
     WIN32_FIND_DATAW entry;
     const HANDLE search = FindFirstFileW(TEXT("/tmp"), &entry);
     for (const HANDLE wrong : {HANDLE{}, INVALID_HANDLE_VALUE, mutex, search}) {

@@ -259,14 +259,16 @@ class Others(Runs):
 
     @unittest.skipIf(WINDOWS, "rights of a POSIX host")
     def test_directories_without_rights(self):
-        """A directory that cannot be listed is not taken for an empty one; without a journal a run goes on."""
+        """A directory that cannot be listed is not taken for an empty one, a file that cannot be read is not lost; without a
+        journal a run goes on."""
         as_anybody = ["setpriv", "--bounding-set=-dac_override,-dac_read_search"] if os.geteuid() == 0 else []
-        for place, mode, result, line in (
-                ("base/OV_Temp/1/2", "0", 16, "OvPatch: base\\OV_Temp\\1\\2\\ cannot be read, error 5."),
-                ("base/OV_Temp/1/2/sub", "0", 16, "OvPatch: base\\OV_Temp\\1\\2\\sub\\ cannot be read, error 5."),
-                ("base", "555", 0, "journal: base\\OvJournal.txt cannot be made, the run goes on without it.")):
-            close = f'chmod {mode} "$0"; "$@"; status=$?; chmod 755 "$0"; exit $status'
-            tree = with_directories({**Story(ENGINE, PRODUCT).tree(), "base/OV_Temp/1/2/sub/f": file("new"), "base/OV_Log": None})
+        for run, place, mode, result, line in (
+                ("U1", "base/OV_Temp/1/2", "0", 16, "OvPatch: base\\OV_Temp\\1\\2\\ cannot be read, error 5."),
+                ("U1", "base/OV_Temp/1/2/sub", "0", 16, "OvPatch: base\\OV_Temp\\1\\2\\sub\\ cannot be read, error 5."),
+                ("U1", "base", "555", 0, "journal: base\\OvJournal.txt cannot be made, the run goes on without it."),
+                ("R1", "dst/new1.bin", "0", 16, "rollbackItem: dst\\new1.bin cannot be saved.")):
+            close = f'chmod {mode} "$0"; "$@"; status=$?; chmod u=rwX,go=rX "$0"; exit $status'
+            _, tree = self.prepare((), "+base/OV_Temp/1/2/sub/f=new; +base/OV_Log/", run)
             self.device.lay(tree)
             outcome = self.device.run(through=["sh", "-c", close, place, *as_anybody])
             self.check([complaint for complaint in judge(tree, outcome, result, self.device.decode)

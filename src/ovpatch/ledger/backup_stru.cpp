@@ -25,12 +25,11 @@ bool growList(char*** files, std::uint32_t count, std::uint32_t* capacity) {
     return true;
 }
 
-void freeList(char*** files, std::uint32_t count) {
-    if (*files == nullptr) return;
+void freeList(char** files, std::uint32_t count) {
+    if (files == nullptr) return;
     for (std::uint32_t i = 0; i < count; ++i)
-        std::free((*files)[i]);
-    std::free(*files);
-    *files = nullptr;
+        std::free(files[i]);
+    std::free(files);
 }
 
 }  // namespace
@@ -84,8 +83,8 @@ void freeBackupStru(BackupStru* ledger) {
     for (std::uint32_t i = 0; i < ledger->itemCount; ++i) {
         BackupItem* item = &ledger->items[i];
         releaseText(&item->destination);
-        freeList(&item->addedFiles, item->addedCount);
-        freeList(&item->writtenFiles, item->writtenCount);
+        freeList(item->addedFiles, item->addedCount);
+        freeList(item->writtenFiles, item->writtenCount);
     }
     std::free(ledger->items);
     ledger->items = nullptr;

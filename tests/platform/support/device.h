@@ -104,6 +104,10 @@ inline std::string act(const TempTree& tree, const Words& words) {
     if (what == "find") return found(path);
     if (what == "open") return streamed(tree, path, other);
     if (what == "can") return ok(platform::canOpenForReading(path.c_str()));
+    const platform::FileState state = platform::stateOf(first.c_str());
+    if (what == "state")
+        return (state.isLink ? "link " : "") +
+               (state.isFile ? std::to_string(state.size) : yes(state.exists));
     bool link = false;
     if (what == "link?") return platform::isLink(first.c_str(), &link) ? yes(link) : ok(FALSE);
     if (what == "move") return yes(platform::moveFileOver(first.c_str(), second.c_str()));
