@@ -13,6 +13,7 @@ Workloads, each an update and the rollback of it:
 Who does them, in alternation and each on a fresh destination:
 
   floor        bench/floor.c: the calls of the system that the same outcome takes, and nothing else
+  copying      the same, but a rollback copies back what was copied away, and does not rename it
   recovery=0, flush=0, default, flush=2    OvPatch with these settings, without an agent and with a quiet log (Level=10)
   logged       OvPatch with flush=0 and the log that it writes when nothing is set
   rsync        update: -a --backup --backup-dir; rollback: -a BACKUP/ DST/, which saves nothing before it restores
@@ -111,6 +112,7 @@ class Runner:
         floor = [chosen.floor, "{}", "base/OV_Temp/1", "dst", "saved"]
         backed = ["rsync", "-a", "--backup", f"--backup-dir={place.root}/saved", *sources, "dst/"]
         self.commands = {"floor": [[part.format(action) for part in floor] for action in ("update", "rollback")],
+                         "copying": [[part.format(action) for part in floor] for action in ("update", "return")],
                          "rsync": [backed, ["rsync", "-a", "saved/", "dst/"]],
                          "cp": [["cp", "-a", *(source + "." for source in sources), "dst/"], None]}
         self.commands = self.commands.get(name, [[chosen.program, "base"]] * 2)
@@ -192,7 +194,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--program", default=os.path.join(os.path.dirname(HERE), "build", "release", "OvPatch"))
     parser.add_argument("--workloads", default="overwritten,again,new,deep,big,items")
-    parser.add_argument("--who", default=",".join(["floor", *SETTINGS, "rsync", "cp"]))
+    parser.add_argument("--who", default=",".join(["floor", "copying", *SETTINGS, "rsync", "cp"]))
     parser.add_argument("--files", type=int, default=40000)
     parser.add_argument("--bytes", type=int, default=4096)
     parser.add_argument("--rounds", type=int, default=5)

@@ -7,7 +7,9 @@
  *     lays the files of each directory in SOURCE over TARGET; what was there goes to COPIES, and the list of
  *     both to COPIES/list
  *   floor rollback SOURCE TARGET COPIES
- *     goes back by that list, with a copy of each file first, as OvPatch makes one
+ *     goes back by that list, with a copy of each file first, as OvPatch makes one; what was there is renamed
+ *   floor return SOURCE TARGET COPIES
+ *     the same, but what was there is copied back, as it was copied away
  */
 #define _GNU_SOURCE
 #include <dirent.h>
@@ -25,6 +27,7 @@ static char buffer[SIZE];
 static const char* copies;
 static FILE* list;
 static int saved;
+static int returns;
 
 static void check(int good, const char* path) {
     if (good) return;
@@ -53,9 +56,15 @@ static void copyName(char* out, int number) {
     snprintf(out, PATH_MAX, "%s/%d", copies, number);
 }
 
+static void replace(const char* source, const char* target) {
+    char whole[PATH_MAX + 8];
+    snprintf(whole, sizeof whole, "%s.new", target);
+    copy(source, whole);
+    check(rename(whole, target) == 0, target);
+}
+
 static void updateFile(const char* source, const char* target) {
     char name[PATH_MAX];
-    char whole[PATH_MAX + 8];
     if (access(target, F_OK) == 0) {
         copyName(name, saved);
         copy(target, name);
@@ -63,9 +72,7 @@ static void updateFile(const char* source, const char* target) {
     } else {
         fprintf(list, "- %s\n", target);
     }
-    snprintf(whole, sizeof whole, "%s.new", target);
-    copy(source, whole);
-    check(rename(whole, target) == 0, target);
+    replace(source, target);
 }
 
 static void updateTree(const char* source, const char* target) {
@@ -109,7 +116,14 @@ static void rollback(void) {
         snprintf(safety, sizeof safety, "%s/safety%d", copies, count);
         copy(target, safety);
         copyName(name, atoi(line));
-        check((*line == '-' ? unlink(target) : rename(name, target)) == 0, target);
+        if (*line == '-') {
+            check(unlink(target) == 0, target);
+        } else if (returns) {
+            replace(name, target);
+            check(unlink(name) == 0, name);
+        } else {
+            check(rename(name, target) == 0, target);
+        }
     }
     while (count > 0) {
         snprintf(safety, sizeof safety, "%s/safety%d", copies, --count);
@@ -121,6 +135,7 @@ int main(int count, char** arguments) {
     char path[PATH_MAX];
     if (count != 5) return 2;
     const int forward = strcmp(arguments[1], "update") == 0;
+    returns = strcmp(arguments[1], "return") == 0;
     copies = arguments[4];
     if (forward) mkdir(copies, 0777);
     snprintf(path, sizeof path, "%s/list", copies);

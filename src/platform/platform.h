@@ -61,11 +61,11 @@ bool isLink(LPCWSTR path, bool* link);
 // `looked` is the state of `source` where the caller has just asked for it, else null.
 bool moveFileOver(LPCWSTR source, LPCWSTR target, const FileState* looked = nullptr);
 
-// Gives a file a second name instead of copying it to a new file: for a file that CopyFileW is about to
-// replace as a whole, after which its old content stands under `newName` alone. False, with the device's
-// number in GetLastError, when the name exists (80), and when the host has no second names or the file is not
-// fit for one: then the file has to be copied. On Windows, where CopyFileW writes in place, it always is.
-// `looked` is the state of `file` where the caller has just asked for it, else null.
+// Gives a file a second name instead of copying it to a new file: for a file that is about to be deleted, or
+// replaced as a whole by CopyFileW, after which its old content stands under `newName` alone. False, with the
+// device's number in GetLastError, when the name exists (80), and when the host has no second names or the
+// file is not fit for one: then the file has to be copied. On Windows, where CopyFileW writes in place, it
+// always is. `looked` is the state of `file` where the caller has just asked for it, else null.
 bool giveSecondName(LPCWSTR file, LPCWSTR newName, const FileState* looked = nullptr);
 
 }  // namespace platform

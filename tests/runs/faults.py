@@ -26,7 +26,7 @@ UNENTERED = re.compile(r"the record of |.*/OV_Backup/.*: (a copy that no ledger 
 UNENTERED_TOLD = re.compile(r"Merge backup ini faild|cannot be written|phaseIniForBackupL?: .* failed")
 REFUSAL = ("EndProduct #1 answer 0\n", "EndItem #2 answer 0\n")
 SITUATIONS = [f"{name}, {agent}" for agent in ("old", "new") for name in
-              ("update", "second update", "rollback", "undo", "undone rollback", "logged update")]
+              ("update", "second update", "rollback", "undo", "undone rollback", "logged update")] + ["rollback, nobody"]
 
 # What the oracle may find, as it is told, and why.
 EXCUSED = [
@@ -78,7 +78,7 @@ class Situation:
     """A story to be disturbed: the device before it, its undisturbed run, and the points of it."""
 
     def __init__(self, name, settings=""):
-        self.name, self.generation, self.settings = name, int(name.endswith("new")), settings
+        self.name, self.generation, self.settings = name, int(not name.endswith("old")), settings
         # One of the two plays on a host that cannot exchange files.
         self.device = Forks("" if self.generation else "renameat2")
         for path in (b"lock", b"trace", b"agent/old.ini"):
@@ -101,6 +101,8 @@ class Situation:
     def ordered(self, tree, action):
         """With a manifest; the log, unless it is the matter, goes where it takes no calls."""
         story = Story(ENGINE, PRODUCT, generation=self.generation, changes={"common.action": action})
+        if self.name.endswith("nobody"):  # is asked
+            del story.sections["common"]["patchagent"]
         settings = self.settings + ("" if "logged" in self.name else "[Debug]\nlog_mode=1\n")
         return {**{path: entry for path, entry in tree.items() if path != RESULT},
                 "base/ovcfg.ini": file(settings), MANIFEST: file(story.manifest())}

@@ -51,7 +51,7 @@ DWORD saveToNew(const WidePath& file, const WidePath& name, const SavedChange& c
     const platform::FileState* looked = change.change.old.exists ? &change.change.old : nullptr;
     if (platform::giveSecondName(file.text(), name.text(), looked)) return 0;
     const DWORD error = lastError();
-    return error == ERROR_FILE_EXISTS ? error : copyToNew(file, name, nullptr);
+    return error == ERROR_FILE_EXISTS ? error : copyToNew(file, name, change.opened);
 }
 
 // Makes a file under the lowest free name by `make`, which answers the device's error number, 0 for success.

@@ -28,7 +28,7 @@ enum class Saved {
 
 // What the caller does next with the file that it saves.
 enum class FileFate {
-    REPLACED,  // CopyFileW puts another in its place at once
+    REPLACED,  // at once it is deleted, or another put in its place as a whole
     UNKNOWN,
 };
 

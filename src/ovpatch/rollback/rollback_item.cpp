@@ -88,14 +88,13 @@ void dropSafetyCopy(const Passes& passes, const char* safety) {
 }
 
 // What the journal is to be told of the file; `copy` is what will be moved over it, null for nothing.
-// `source` has the file opened then.
+// `source` has the file opened then, if it can be.
 SavedChange changeOf(const FilePaths& paths, const char* copy, platform::CopySource* source) {
-    SavedChange change = {{LineKind::REMOVE, {}, {}, nullptr, paths.file}, nullptr};
-    if (!journal().isKept()) return change;
+    SavedChange change = {{LineKind::REMOVE, {}, {}, nullptr, paths.file}, source};
     const WidePath file(paths.file);
-    change.opened = source;
-    change.change.old = file.fits() && source->open(file.text()) ? source->state() : stateOfFile(paths.file);
-    if (copy == nullptr) return change;
+    const bool isOpen = file.fits() && source->open(file.text());
+    change.change.old = isOpen ? source->state() : stateOfFile(paths.file);
+    if (copy == nullptr || !journal().isKept()) return change;
     change.change.made = stateOfFile(copy);
     if (change.change.made.isFile) change.change.kind = LineKind::RESTORE;
     change.change.older = copy;
@@ -111,8 +110,11 @@ bool saveState(Passes* passes, FilePaths* paths, const char* copy, FileChange* t
     platform::CopySource source;
     const SavedChange change = changeOf(*paths, copy, &source);
     *told = change.change;
-    const Saved outcome = saveUnderUniqueName(change, FileFate::UNKNOWN, passes->backupDirectory,
-                                              paths->safety, PATH_SIZE, context.takenNames);
+    // An agent that is asked next may write into the file, or want it left alone.
+    const bool isUntouched = context.agent->library == nullptr && source.isOpen();
+    const FileFate fate = isUntouched ? FileFate::REPLACED : FileFate::UNKNOWN;
+    const Saved outcome = saveUnderUniqueName(change, fate, passes->backupDirectory, paths->safety, PATH_SIZE,
+                                              context.takenNames);
     if (outcome == Saved::NO_NAME) {
         UPDATER_ERROR(6, "rollbackItem: crtUniFile failed.");
         return false;
