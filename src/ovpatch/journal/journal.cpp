@@ -160,6 +160,8 @@ bool Journal::beginPut(const char* file) {
 
 void Journal::endPut(const char* file) {
     if (!isOpen()) return;
+    // Where files are written in place, the disk must hold what the line tells.
+    if (platform::canLeaveParts()) secure(file);
     const platform::FileState made = stateOfFile(file);
     if (made.exists) tell({LineKind::MADE, {made}, {file}, 0});
 }

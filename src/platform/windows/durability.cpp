@@ -18,6 +18,20 @@ void flushVolume(WCHAR letter) {
     CloseHandle(volume);
 }
 
+// False when the content cannot be brought to the disk. A file that may not be written to is none of those
+// that can be asked for.
+bool flushFile(LPCWSTR path) {
+    const HANDLE file =
+        CreateFileW(path, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE) return true;
+    const bool done = FlushFileBuffers(file) != FALSE;
+    const DWORD error = GetLastError();
+    CloseHandle(file);
+    SetLastError(error);
+    return done;
+}
+
 }  // namespace
 
 }  // namespace ovpatch::windows
@@ -44,12 +58,7 @@ void flushFileSystems() {
 
 // Names are on the disk with their files here.
 void flushNames(LPCWSTR path) {
-    const HANDLE file =
-        CreateFileW(path, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE) return;
-    FlushFileBuffers(file);
-    CloseHandle(file);
+    flushFile(path);
 }
 
 bool workingDirectory(char* out, std::size_t size) {
@@ -60,3 +69,16 @@ bool workingDirectory(char* out, std::size_t size) {
 }
 
 }  // namespace platform
+
+#undef CopyFileW
+BOOL copyFile(LPCWSTR source, LPCWSTR target, BOOL failIfExists) {
+    if (!platform::fileFlush()) return CopyFileW(source, target, failIfExists);
+    const bool isNew = GetFileAttributesW(target) == INVALID_FILE_ATTRIBUTES;
+    if (CopyFileW(source, target, failIfExists) == FALSE) return FALSE;
+    if (flushFile(target)) return TRUE;
+    // A copy that fails leaves no file that was not there.
+    const DWORD error = GetLastError();
+    if (isNew) DeleteFileW(target);
+    SetLastError(error);
+    return FALSE;
+}

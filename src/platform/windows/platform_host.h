@@ -28,4 +28,8 @@ int convertFromWide(UINT codePage, DWORD flags, LPCWSTR wide, int wideSize, LPST
 #define MultiByteToWideChar convertToWide
 #define WideCharToMultiByte convertFromWide
 
+// The system's copy, which is on the disk when it ends if files are to be (platform/durability.h).
+BOOL copyFile(LPCWSTR source, LPCWSTR target, BOOL failIfExists);
+#define CopyFileW copyFile
+
 #endif
