@@ -178,6 +178,8 @@ class Outcome:
 class Device:
     """A fresh directory, in which the program is started. The agents lie in its "agent" (agent\\new.so and so on)."""
 
+    executable = PROGRAM
+
     def __init__(self, charset="utf-8"):
         self.charset, self.now, self.environment = charset, {}, dict(os.environ)
         if charset == "cp932":
@@ -219,7 +221,7 @@ class Device:
 
     def start(self, arguments=("base",), environment=None, through=()):
         """Starts a run with the environment's variables added; `through` is a command that starts what follows it."""
-        return subprocess.Popen([*through, *LAUNCHER, PROGRAM, *map(self.encode, arguments)], cwd=self.directory,
+        return subprocess.Popen([*through, *LAUNCHER, self.executable, *map(self.encode, arguments)], cwd=self.directory,
                                 close_fds=False, stdin=subprocess.DEVNULL, stdout=self.streams, stderr=self.streams,
                                 env={**self.environment, **(environment or {})})
 
@@ -237,6 +239,10 @@ class Device:
             raise AssertionError(f"a run does not end: {process.args}")
         return process.wait()
 
+    def has_run(self, outcome):
+        """Whether Wine did its part: now and then it does not start or end a program well."""
+        return outcome.exit == 0 and outcome.log
+
     def run(self, arguments=("base",), environment=None, through=()):
         before = self.now
         for _ in range(3):
@@ -245,9 +251,8 @@ class Device:
             status = self.wait(process)
             outcome = Outcome(process.pid, status, self.names(before, "decode"), self.look(),
                               os.pread(self.streams, 1 << 20, 0).decode("utf-8", "replace"), self.decode)
-            if not WINDOWS or (status == 0 and outcome.log):
+            if not WINDOWS or self.has_run(outcome):
                 break
-            # Now and then Wine itself does not start or end a program well.
             write_tree(self.directory, before, self.now)
             self.now = before
         return outcome

@@ -3,8 +3,10 @@
     faults.py [<step>]    with a step: every so-many-th point, from one that changes from day to day
 
 A run with one failure may succeed, really, or fail and be undone: the oracle judges both. One that cannot hold its
-texts says so and ends at once, as if it were killed.
+texts says so and ends at once, as if it were killed. On Windows only calls fail, and a run is killed in the middle of
+those that write, too.
 """
+import contextlib
 import os
 import re
 import select
@@ -18,13 +20,14 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path[:0] = [HERE, os.path.join(HERE, "../player")]
 from oracle import LEDGER, STAGED, files, judge, records, sections  # noqa: E402
 from player import (  # noqa: E402
-    ENGINE, MANIFEST, PRODUCT, PROGRAM, RESULT, SECONDS, Device, Story, differences, file)
+    ENGINE, MANIFEST, PRODUCT, PROGRAM, RESULT, SECONDS, WINDOWS, Device, Story, differences, file)
 
 STEP = int(sys.argv[1]) if len(sys.argv) > 1 else 1
 NO_MEMORY = re.compile(r"OvPatch: (no memory for [a-z ]+|the command line cannot be held)\n\Z")
 UNENTERED = re.compile(r"the record of |.*/OV_Backup/.*: (a copy that no ledger names|expected 'nothing')")
 UNENTERED_TOLD = re.compile(r"Merge backup ini faild|cannot be written|phaseIniForBackupL?: .* failed")
 REFUSAL = ("EndProduct #1 answer 0\n", "EndItem #2 answer 0\n")
+SECOND = 151 if WINDOWS else 41  # about the calls of a putting back
 SITUATIONS = [f"{name}, {agent}" for agent in ("old", "new") for name in
               ("update", "second update", "rollback", "undo", "undone rollback", "logged update")] + ["rollback, nobody"]
 
@@ -33,7 +36,7 @@ EXCUSED = [
     (r"memory \d+ once \S+ : ..dst/\S*new\d\.bin: expected 'nothing'", "a new file stays when there is no memory to note it"),
     (r"(update|undo), .* memory \d+ once \S+ : ..calls out of order", "without memory for an item's record its bracket stays open"),
     (r"rollback.* memory \d+ once \S+ : ..dst/OV_Backup.*left behind", "without memory for a record a rollback ends at once"),
-]
+] * (not WINDOWS)
 
 
 class Forks(Device):
@@ -74,13 +77,35 @@ class Forks(Device):
         super().remove()
 
 
+class Starts(Device):
+    """A device on Windows: each run is a start of a program that has the faults in it (faults_windows.c)."""
+
+    executable = os.environ.get("OVPATCH_FAULTS")
+
+    def __init__(self, _):
+        super().__init__()
+        self.trace = os.path.join(self.root, b"trace")
+
+    def start(self, arguments, environment, through):
+        with contextlib.suppress(FileNotFoundError):
+            os.unlink(self.trace)
+        return super().start(arguments, {"OVPATCH_FAULT": environment["order"]}, through)
+
+    def wait(self, process):
+        status = super().wait(process)
+        return -9 if status == 9 else status
+
+    def has_run(self, outcome):
+        return os.path.exists(self.trace) and outcome.exit in (0, -9)
+
+
 class Situation:
     """A story to be disturbed: the device before it, its undisturbed run, and the points of it."""
 
     def __init__(self, name, settings=""):
         self.name, self.generation, self.settings = name, int(not name.endswith("old")), settings
         # One of the two plays on a host that cannot exchange files.
-        self.device = Forks("" if self.generation else "renameat2")
+        self.device = (Starts if WINDOWS else Forks)("" if self.generation else "renameat2")
         for path in (b"lock", b"trace", b"agent/old.ini"):
             open(os.path.join(self.device.root, path), "w", encoding="utf-8").close()
         self.before = self.ordered({**Story(ENGINE, PRODUCT).tree(), "base/OV_Temp/1/2/sub": None,
@@ -115,6 +140,8 @@ class Situation:
         return outcome
 
     def wrong_with(self, outcome, how, n):
+        if WINDOWS and how in ("kill", "half") and outcome.exit == 0:
+            return ["nothing has killed it"]
         began = outcome.exit not in (1, 2)
         untidy = (how == "from" or outcome.result is None) and any("OvJournal" in path for path in outcome.tree)
         if began and (outcome.exit != 0 or untidy or how == "from" and outcome.result != 0):
@@ -134,7 +161,7 @@ class Situation:
 
     def wrong_with_cut(self, outcome, n):
         """What must not be wrong with what a run leaves that ends anywhere."""
-        wrong = [] if outcome.exit in (0, -9) or NO_MEMORY.search(outcome.said) else [f"{outcome.exit}, {outcome.said!r}"]
+        torn, wrong = [], [] if outcome.exit in (0, -9) or NO_MEMORY.search(outcome.said) else [f"{outcome.exit}, {outcome.said!r}"]
         was, left = ({path: entry.content for path, entry in {**files(tree), **files(tree, True)}.items()
                       if not STAGED.search(path)} for tree in (self.before, outcome.tree))
         for path, content in left.items():
@@ -145,10 +172,12 @@ class Situation:
                 items = [found.get(f"item_{n}", {}) for n in range(int(found.get("common", {}).get("itemcount", 0)))]
                 whole = all(f"{kind}.{int(keys.get(f'{kind}.filecount', 1)) - 1}" in {*keys, f"{kind}.-1"}
                             for keys in items for kind in ("added", "written"))
-            wrong += [] if whole else [f"{path}: torn, {content!r}"]
+            torn += [] if whole else [f"{path}: torn, {content!r}"]
+        # One that is being copied or written may be, where that is done in place.
+        wrong += torn[WINDOWS:]
         wrong += [f"{path}: its content is lost" for path in files(self.before) if was.get(path, b"") not in {*left.values(), b""}]
         if n % 9 == 0:
-            self.idle(f"call {n % 41 + 7} kill")
+            self.idle(f"call {n % SECOND + 7} {'half' if WINDOWS and n % 2 else 'kill'}")
         told = outcome.result is not None
         wrong += self.unlike(self.plain.tree if told else self.before, self.idle("none"), 0)
         if not told:
@@ -175,30 +204,36 @@ class Situation:
         """The faults to play, and how each is told."""
         counts, seen = {"call": 0, "memory": 0}, set()
         for kind, name, place, path in self.points:
-            kind = {"c": "call", "m": "memory"}[kind]
+            changes, kind = kind == "c", "memory" if kind == "m" else "call"
             n, counts[kind] = counts[kind], counts[kind] + 1
             # Allocations of one place between two calls are alike.
             alike = kind == "memory" and (place, counts["call"]) in seen
             seen.add((place, counts["call"]))
-            for how in ["once"] * (not alike) + ["kill"] * (kind == "call") + ["from"] * (n % (7 if kind == "call" else 29) == 0):
+            hows = ["once"] * (not alike) + ["kill"] * changes
+            hows += ["half"] * (place == "1") if WINDOWS else ["from"] * (n % (7 if kind == "call" else 29) == 0)
+            for how in hows:
                 yield how, n, f"{kind} {n} {how}", f"{name} {re.sub('ovp[0-9_]+', 'ovp', path)}"
 
 
 def too_early(points):
     """The changes of a run with flush=2 that are made before what they rely on is on the disk."""
     waiting = set()
-    for _, name, _, path in points:
-        waiting -= {"fdatasync": {"pwrite64"}, "fsync": {"write", "link"}}.get(name, set())
-        # The journal alone is written by pwrite64; a link is a copy, on which the file's replacement relies.
-        if name in ("mkdir", "link") and waiting - {"link"} or name in ("rename", "renameat2", "unlink") and waiting:
+    for kind, name, _, path in points:
+        waiting -= {"fdatasync": {"pwrite64"}, "fsync": {"write", "link"},
+                    "FlushFileBuffers": {"WriteFile", "CopyFileW", "ledger"}}.get(name, set())
+        # The journal alone is written by pwrite64 or WriteFile; a link is a copy, on which the file's replacement relies.
+        if name in ("mkdir", "link") and waiting - {"link"} or name == "WriteFile" and "ledger" in waiting or waiting and name in (
+                "rename", "renameat2", "unlink", "CopyFileW", "CreateDirectoryW", "DeleteFileW"):
             yield f"{name} {path}: {waiting} are not on the disk"
-        waiting |= {name} & {"pwrite64", "write", "link"}
+        waiting |= {name} & {"pwrite64", "write", "link", "WriteFile", "CopyFileW"}
+        waiting |= {"ledger"} if kind == "c" and name == "CreateFileW" and path.endswith("OvBackup.ini") else set()
 
 
 def play(name):
-    situation, flushed = Situation(name), Situation(name, "flush=2\n")
+    # On Windows a copy that cannot be brought to the disk fails when it is made; one of the two plays with that.
+    situation, flushed = (Situation(name, settings) for settings in ("flush=2\n" * (WINDOWS and "old" in name), "flush=2\n"))
     found = [f"{name}: {line}" for line in too_early(flushed.points)] if "logged" not in name else []
-    found += [f"{name}: never flushed"] * ("syncfs" not in {point[1] for point in situation.points})
+    found += [f"{name}: never flushed"] * (not {"syncfs", "FlushFileBuffers"} & {point[1] for point in situation.points})
     flushed.device.remove()
     orders = list(situation.orders())[int(time.time() / 86400) % STEP::STEP]
     for how, n, fault, told in orders:
