@@ -253,9 +253,11 @@ class Others(Runs):
 
     @unittest.skipIf(WINDOWS, "streams and mounts of a POSIX host")
     def test_hosts_without(self):
-        """Without standard streams, or without a place for the lock, a run goes on."""
+        """Without standard streams, or without a place for the lock, a run goes on; a file too large for the host fails."""
         for through in (["sh", "-c", 'exec "$@" 0<&- 1>&- 2>&-', "-"], WITHOUT_LOCK if MOUNTS else ()):
             self.judged(Story(ENGINE).tree(), through=through)
+        large = {**Story(ENGINE).tree(), "base/OV_Temp/2/31/large": file("new" * 30000)}
+        self.judged(large, 16, through=["prlimit", "--fsize=60000"])
 
     @unittest.skipIf(WINDOWS, "rights of a POSIX host")
     def test_directories_without_rights(self):

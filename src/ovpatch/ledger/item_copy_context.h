@@ -18,7 +18,7 @@ struct PatchAgentApi;
 struct ItemCopyContext {
     BackupItem* backupItem;      // the item's record in the run ledger
     const PatchAgentApi* agent;  // the bound agent
-    const char* destination;     // the item's; not owned
+    const char* destination;     // the item's, of a rollback; not owned
     std::int32_t itemClass;
     std::int32_t itemType;
     const BackupStru* runLedger;  // the whole of it, of which `backupItem` is a record

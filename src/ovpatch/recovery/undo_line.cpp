@@ -150,7 +150,8 @@ Undone undoSwap(const JournalLine& line) {
     const FileState now = stateOfFile(file);
     const FileState other = stateOfFile(copy);
     if (!same(now, line.states[1]) || !same(other, line.states[0])) return Undone::AS_BEFORE;
-    if (now.id != 0 && now.id == line.states[0].id) return Undone::AS_BEFORE;
+    // A host without numbers exchanges nothing.
+    if (now.id == 0 || now.id == line.states[0].id) return Undone::AS_BEFORE;
     const WidePath from(copy);
     const WidePath to(file);
     return from.fits() && to.fits() && platform::exchangeBack(from.text(), to.text()) ? Undone::BACK

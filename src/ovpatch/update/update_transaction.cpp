@@ -108,7 +108,6 @@ std::int32_t copyItem(Update* run, const UpdateItem& item, BackupItem* entry, ch
     char destination[PATH_SIZE];
     const char* chosen = isOld(*run) ? classPath(run->classPaths, item.itemClass) : item.destination;
     boundedStrncpy(destination, chosen, sizeof destination);
-    run->context.destination = item.destination;
     run->context.itemClass = item.itemClass;
     run->context.itemType = item.itemType;
     run->context.backupItem = entry;

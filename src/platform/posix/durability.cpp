@@ -68,7 +68,6 @@ void flushFileSystems() {
         if (directory >= 0) close(directory);
     }
     if (!all) sync();
-    deviceCount = 0;
 }
 
 void flushNames(LPCWSTR devicePath) {
