@@ -16,6 +16,7 @@ Who does them, in alternation and each on a fresh destination:
   copying      the same, but a rollback copies back what was copied away, and does not rename it
   recovery=0, flush=0, default, flush=2    OvPatch with these settings, without an agent and with a quiet log (Level=10)
   logged       OvPatch with flush=0 and the log that it writes when nothing is set
+  asked        OvPatch with flush=0, a quiet log and an agent that consents to everything (bench/consent.c)
   rsync        update: -a --backup --backup-dir; rollback: -a BACKUP/ DST/, which saves nothing before it restores
   cp           update: cp -a, which saves nothing
 
@@ -34,8 +35,8 @@ import time
 HERE = os.path.dirname(os.path.abspath(__file__))
 QUIET = "[Debug]\nLevel=10\n"
 SETTINGS = {"recovery=0": "recovery=0\n" + QUIET, "flush=0": "flush=0\n" + QUIET, "default": QUIET,
-            "flush=2": "flush=2\n" + QUIET, "logged": "flush=0\n"}
-MANIFEST = "[common]\naction={}\nitemcount={}\npatchagent.version=1\norvelle_path=base\n"
+            "flush=2": "flush=2\n" + QUIET, "logged": "flush=0\n", "asked": "flush=0\n" + QUIET}
+MANIFEST = "[common]\naction={}\nitemcount={}\npatchagent.version=1\norvelle_path=base\n{}"
 ITEM = "[item_{}]\nclass=1\ntype={:x}\norigin.version=1.0\nresult.version=1.1\ndestination=dst\n"
 
 
@@ -83,9 +84,9 @@ class Place:
             if name.startswith("used."):
                 shutil.rmtree(f"{self.root}/{name}")
 
-    def order(self, action, settings):
+    def order(self, action, settings, agent):
         with open(f"{self.root}/base/OV_Temp/OvPatch.ini", "w") as file:
-            file.write(MANIFEST.format(action, self.items))
+            file.write(MANIFEST.format(action, self.items, agent))
             file.writelines(ITEM.format(n, n + 1) for n in range(self.items))
         with open(f"{self.root}/base/ovcfg.ini", "w") as file:
             file.write(settings)
@@ -108,6 +109,7 @@ class Runner:
     def __init__(self, name, chosen, place):
         self.name, self.place, self.settings = name, place, SETTINGS.get(name)
         self.best = {}
+        self.agent = f"patchagent={chosen.agent}\n" if name == "asked" else ""
         sources = [f"base/OV_Temp/1/{n + 1}/" for n in range(place.items)]
         floor = [chosen.floor, "{}", "base/OV_Temp/1", "dst", "saved"]
         backed = ["rsync", "-a", "--backup", f"--backup-dir={place.root}/saved", *sources, "dst/"]
@@ -121,7 +123,7 @@ class Runner:
 
     def prepare(self, action, settings):
         if self.settings is not None:
-            self.place.order(action, settings)
+            self.place.order(action, settings, self.agent)
 
     def play(self, action, prefix=()):
         command = [*prefix, *self.commands[action]]
@@ -207,6 +209,9 @@ def main():
     try:
         chosen.floor = os.path.join(root, "floor")
         subprocess.run(["cc", "-O2", "-o", chosen.floor, os.path.join(HERE, "floor.c")], check=True)
+        chosen.agent = os.path.join(root, "consent.so")
+        subprocess.run(["cc", "-O2", "-shared", "-fPIC", "-I", os.path.join(HERE, "..", "include"), "-o", chosen.agent,
+                        os.path.join(HERE, "consent.c")], check=True)
         for name, (files, size, steps) in workloads(chosen).items():
             place = Place(os.path.join(root, name), files, size)
             runners = [Runner(who, chosen, place) for who in names]
