@@ -1,4 +1,5 @@
 """Whole runs: the situations of rows.txt and the transcripts, judged by the oracle, and how runs begin and meet."""
+import itertools
 import os
 import random
 import re
@@ -12,7 +13,7 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path[:0] = [HERE, os.path.join(HERE, "../player")]
 from oracle import GONE, KEPT, judge, judge_again  # noqa: E402
 from player import (AGENTS, CALLS, ENGINE, LOG, MANIFEST, PATTERN, PRODUCT, RECORD, SUFFIX, WINDOWS, Device,  # noqa: E402
-                    Story, differences, file, read_file, with_directories)
+                    Link, Story, differences, file, read_file, with_directories)
 
 # The lines of level 9; all others have level 6.
 NINE = re.compile(r". (Old OV temp |Copy to old ov temp failed|Update(Ex)?: Call patchagent|startEachItem: unknown|"
@@ -258,6 +259,23 @@ class Others(Runs):
             self.judged(Story(ENGINE).tree(), through=through)
         large = {**Story(ENGINE).tree(), "base/OV_Temp/2/31/large": file("new" * 30000)}
         self.judged(large, 16, through=["prlimit", "--fsize=60000"])
+
+    @unittest.skipIf(WINDOWS, "links of a POSIX host")
+    def test_links(self):
+        """What a link of the product leads to is updated, saved and brought back; the link stays."""
+        for agent, name in itertools.product(("agent\\new" + SUFFIX, None), ("old0.bin", "new0.bin")):
+            story = Story(ENGINE, PRODUCT, changes={"common.patchagent": agent})
+            self.device.lay(with_directories({**story.tree(), f"dst/{name}": Link("../real"), "real": file("as it was")}))
+            updated = self.device.run().tree
+            self.assertEqual(updated["real"].content, f"{name[:4]} of the update".encode())
+            for kind, result, content in ((None, 0, b"as it was"), (9, 16, updated["real"].content)):
+                back = story.manifest({"common.action": 1, **({"item_1.class": kind} if kind else {})})
+                self.device.lay({**updated, MANIFEST: file(back)})
+                outcome = self.device.run()
+                after = outcome.tree
+                self.assertEqual((outcome.result, after.get(f"dst/{name}"), after["real"].content),
+                                 (result, Link(b"../real"), content), outcome.log)
+                self.assertFalse([path for path in after if "backup.00" in path and path not in updated])
 
     @unittest.skipIf(WINDOWS, "rights of a POSIX host")
     def test_directories_without_rights(self):

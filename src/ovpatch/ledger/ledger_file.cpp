@@ -119,7 +119,9 @@ void takeCopyNames(const BackupItem& item, TakenNames* names) {
 
 bool sharesBackupDir(const BackupItem& item, const char* backupDirectory) {
     char directory[PATH_SIZE];
-    return itemBackupDir(item.destination, item.itemClass, item.itemType, directory, sizeof directory) != 0 &&
+    // Most have another destination, which is told at once.
+    return std::strncmp(item.destination, backupDirectory, std::strlen(item.destination)) == 0 &&
+           itemBackupDir(item.destination, item.itemClass, item.itemType, directory, sizeof directory) != 0 &&
            std::strcmp(directory, backupDirectory) == 0;
 }
 

@@ -1,5 +1,6 @@
 #include "ovpatch/ledger/record_merge.h"
 
+#include <cstring>
 #include <new>
 #include <utility>
 
@@ -22,34 +23,29 @@ bool isSameItem(const BackupItem& left, const BackupItem& right) {
     return left.itemClass == right.itemClass && left.itemType == right.itemType;
 }
 
-// A copy of the older record may have gone in a failed rollback, and a copy of this run may have got its free
-// name; that one must stay, be it of this item or of a later one with the same backup directory.
-void removeOlderCopies(const BackupItem& older, const BackupStru& runLedger, std::uint32_t index) {
-    const BackupItem& item = runLedger.items[index];
-    char directory[PATH_SIZE];
-    if (itemBackupDir(item.destination, item.itemClass, item.itemType, directory, sizeof directory) == 0)
-        return;
-    TakenNames fresh;
-    for (std::uint32_t i = index; i < runLedger.itemCount; ++i) {
-        const BackupItem& other = runLedger.items[i];
-        if (isSameItem(other, item) && sharesBackupDir(other, directory)) takeCopyNames(other, &fresh);
-    }
-    NameIndex names;
-    removeBackupCopies(older, directory, &names, &fresh);
-}
-
 }  // namespace
 
 RecordMerge::Ledger* RecordMerge::find(const char* path) {
-    for (std::uint32_t k = 0; k < ledgerCount_; ++k)
-        if (ledgers_[k].document != nullptr && ledgers_[k].path.compare(path) == 0) return &ledgers_[k];
+    const std::size_t hash = hashOfPath(path);
+    for (std::uint32_t k = 0; k < ledgerCount_; ++k) {
+        Ledger& ledger = ledgers_[k];
+        if (ledger.hash == hash && ledger.document != nullptr && ledger.path.compare(path) == 0)
+            return &ledger;
+    }
     return nullptr;
 }
 
+bool RecordMerge::makeRoom() {
+    if (directories_ != nullptr) return true;
+    ledgers_.reset(new (std::nothrow) Ledger[run_.itemCount]());
+    entered_.reset(new (std::nothrow) Entered[run_.itemCount]());
+    directories_.reset(new (std::nothrow) Directory[run_.itemCount]());
+    if (ledgers_ == nullptr || entered_ == nullptr) directories_.reset();
+    return directories_ != nullptr;
+}
+
 RecordMerge::Ledger* RecordMerge::open(const char* path) {
-    if (ledgers_ == nullptr) ledgers_.reset(new (std::nothrow) Ledger[run_.itemCount]());
-    if (entered_ == nullptr) entered_.reset(new (std::nothrow) Entered[run_.itemCount]());
-    if (ledgers_ == nullptr || entered_ == nullptr) return nullptr;
+    if (!makeRoom()) return nullptr;
     platform::FileState state = stateOfFile(path);
     // A ledger can have two paths.
     for (std::uint32_t k = 0; k < ledgerCount_; ++k)
@@ -64,6 +60,7 @@ RecordMerge::Ledger* RecordMerge::open(const char* path) {
     }
     ++ledgerCount_;
     ledger.path.assign(path);
+    ledger.hash = hashOfPath(path);
     ledger.state = state;
     ledger.document = std::move(document);
     ledger.count = ledger.stored.itemCount;
@@ -120,14 +117,51 @@ bool RecordMerge::merge(std::uint32_t index, std::uint32_t* number) {
     return true;
 }
 
+const platform::FileState& RecordMerge::directoryOf(std::uint32_t index) {
+    Directory& directory = directories_[index];
+    const BackupItem& item = run_.items[index];
+    char path[PATH_SIZE];
+    if (!directory.isKnown &&
+        itemBackupDir(item.destination, item.itemClass, item.itemType, path, sizeof path) != 0)
+        directory.state = stateOfFile(path);
+    directory.isKnown = true;
+    return directory.state;
+}
+
+// Whether the copies of two items of one class and type lie in one directory, whatever their paths to it are.
+// On a host without file numbers the paths have to do.
+bool RecordMerge::shareDirectory(std::uint32_t index, std::uint32_t other) {
+    if (std::strcmp(run_.items[index].destination, run_.items[other].destination) == 0) return true;
+    const platform::FileState& left = directoryOf(index);
+    const platform::FileState& right = directoryOf(other);
+    if (left.id != 0 && right.id != 0) return left.id == right.id && left.device == right.device;
+    const BackupItem& item = run_.items[index];
+    char path[PATH_SIZE];
+    return itemBackupDir(item.destination, item.itemClass, item.itemType, path, sizeof path) != 0 &&
+           sharesBackupDir(run_.items[other], path);
+}
+
+// A copy of the older record may have gone in a failed rollback, and a copy of this run may have got its free
+// name; that one must stay, be it of this item or of a later one with the same backup directory.
+void RecordMerge::removeOlderCopies(std::uint32_t index) {
+    const BackupItem& item = run_.items[index];
+    char directory[PATH_SIZE];
+    if (itemBackupDir(item.destination, item.itemClass, item.itemType, directory, sizeof directory) == 0)
+        return;
+    TakenNames fresh;
+    for (std::uint32_t i = index; i < run_.itemCount; ++i)
+        if (isSameItem(run_.items[i], item) && shareDirectory(index, i)) takeCopyNames(run_.items[i], &fresh);
+    NameIndex names;
+    removeBackupCopies(*entered_[index].replaced, directory, &names, &fresh);
+}
+
 void RecordMerge::write(Ledger* ledger) {
     if (ledger->document == nullptr) return;
     // While an older record stands, what it names stays.
     const bool saved = writeLedger(ledger->document.get(), ledger->path.cStr());
     ledger->document.reset();
     for (std::uint32_t i = 0; saved && i < run_.itemCount; ++i)
-        if (entered_[i].ledger == ledger && entered_[i].replaced != nullptr)
-            removeOlderCopies(*entered_[i].replaced, run_, i);
+        if (entered_[i].ledger == ledger && entered_[i].replaced != nullptr) removeOlderCopies(i);
     freeBackupStru(&ledger->stored);
 }
 

@@ -12,8 +12,8 @@
 namespace ovpatch {
 
 // Where a journal holds what leads back, each ledger is read once and written once for all items that have
-// their record in it; without one it is read and written for each item. What is left and what the log tells
-// is the same.
+// their record in it; without one it is read and written for each item. What is left is the same, and so is
+// what the log tells but for ledgers that cannot be written, which it tells of once and at the end.
 class RecordMerge {
 public:
     // `runLedger` outlives the merge; every record of it has its destination.
@@ -33,6 +33,7 @@ public:
 private:
     struct Ledger {
         ByteString path;
+        std::size_t hash;                     // of the path
         platform::FileState state;            // of the file when it was read
         std::unique_ptr<KxIniUtil> document;  // null when it is not open
         BackupStru stored;                    // what stood in it
@@ -44,16 +45,26 @@ private:
         std::uint32_t number;
         const BackupItem* replaced;  // null for none
     };
+    // Where the copies of an item lie, once it has been asked for.
+    struct Directory {
+        bool isKnown;
+        platform::FileState state;
+    };
 
     Ledger* find(const char* path);
+    bool makeRoom();
     Ledger* open(const char* path);
     bool tellReading(const Ledger& ledger) const;
     const BackupItem* recordOf(std::uint32_t index, const Ledger& ledger, std::uint32_t* number) const;
+    const platform::FileState& directoryOf(std::uint32_t index);
+    bool shareDirectory(std::uint32_t index, std::uint32_t other);
+    void removeOlderCopies(std::uint32_t index);
     void write(Ledger* ledger);
 
     const BackupStru& run_;
     std::unique_ptr<Ledger[]> ledgers_;  // as many as there are items; in the order in which they were opened
-    std::unique_ptr<Entered[]> entered_;  // by the items' indexes
+    std::unique_ptr<Entered[]> entered_;        // by the items' indexes
+    std::unique_ptr<Directory[]> directories_;  // the same
     std::uint32_t ledgerCount_ = 0;
 };
 

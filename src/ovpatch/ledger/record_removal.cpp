@@ -12,8 +12,9 @@
 namespace ovpatch {
 
 RecordRemoval::OpenLedger* RecordRemoval::find(const char* path) const {
+    const std::size_t hash = hashOfPath(path);
     for (OpenLedger* open = first_.get(); open != nullptr; open = open->next.get())
-        if (open->takenOutBy != nullptr && open->path.compare(path) == 0) return open;
+        if (open->hash == hash && open->takenOutBy != nullptr && open->path.compare(path) == 0) return open;
     return nullptr;
 }
 
@@ -24,7 +25,8 @@ RecordRemoval::OpenLedger* RecordRemoval::open(const char* path) {
     for (OpenLedger* other = first_.get(); other != nullptr; other = other->next.get())
         if (other->takenOutBy != nullptr && mayBeOneFile(other->ledger->state(), state)) write(other);
     StoredLedger::Reading reading = StoredLedger::Reading::NO_MEMORY;
-    std::unique_ptr<OpenLedger> open(new (std::nothrow) OpenLedger{{}, ledgers_->at(path), false, {}, {}});
+    std::unique_ptr<OpenLedger> open(new (std::nothrow) OpenLedger{
+        ByteString(path), hashOfPath(path), ledgers_->at(path), false, nullptr, nullptr});
     if (open != nullptr && open->ledger != nullptr)
         reading = open->ledger->isRead(path) ? StoredLedger::Reading::DONE : open->ledger->read(path);
     if (reading == StoredLedger::Reading::UNREADABLE) STRU_ERROR(6, "Merge backup ini faild");
@@ -36,7 +38,6 @@ RecordRemoval::OpenLedger* RecordRemoval::open(const char* path) {
         STRU_ERROR(6, "ledger %s cannot be written.", path);
         return nullptr;
     }
-    open->path.assign(path);
     *end_ = std::move(open);
     OpenLedger* last = end_->get();
     end_ = &last->next;

@@ -16,7 +16,7 @@ using RecordRemoved = void (*)(const BackupItem& item, const BackupItem* record)
 
 // Reads each ledger once and writes it once for all items that have their record in it, where a journal holds
 // what leads back; without one it is written after each item. What is left and what the log tells is the
-// same.
+// same, but for ledgers that cannot be written, which it tells of once and at the end.
 class RecordRemoval {
 public:
     // `ledgers` are what has been read already; they outlive the removal and are of no use behind it.
@@ -36,6 +36,7 @@ public:
 private:
     struct OpenLedger {
         ByteString path;
+        std::size_t hash;  // of the path
         StoredLedger* ledger;
         bool isChanged;
         // For each record the item that has taken it out; null when the ledger is not open any more.

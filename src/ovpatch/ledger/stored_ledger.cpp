@@ -17,6 +17,13 @@ bool mayBeOneFile(const platform::FileState& left, const platform::FileState& ri
            left.nanoseconds == right.nanoseconds && left.id == right.id && left.device == right.device;
 }
 
+std::size_t hashOfPath(const char* path) {
+    std::uint32_t hash = 2166136261U;
+    for (; *path != '\0'; ++path)
+        hash = (hash ^ static_cast<unsigned char>(*path)) * 16777619U;
+    return hash;
+}
+
 bool StoredLedger::isRead(const char* path) const {
     return state_.isFile && path_.compare(path) == 0 && !logReaches(READER_LEVEL) &&
            mayBeOneFile(state_, stateOfFile(path));
@@ -44,6 +51,7 @@ void StoredLedger::forget() {
 
 struct StoredLedgers::Entry {
     ByteString path;
+    std::size_t hash;
     StoredLedger ledger;
     std::unique_ptr<Entry> next;
 };
@@ -57,13 +65,15 @@ StoredLedgers::~StoredLedgers() {
 }
 
 StoredLedger* StoredLedgers::at(const char* path) {
+    const std::size_t hash = hashOfPath(path);
     std::unique_ptr<Entry>* entry = &first_;
-    while (*entry != nullptr && (*entry)->path.compare(path) != 0)
+    while (*entry != nullptr && ((*entry)->hash != hash || (*entry)->path.compare(path) != 0))
         entry = &(*entry)->next;
     if (*entry == nullptr) {
         entry->reset(new (std::nothrow) Entry);
         if (*entry == nullptr) return nullptr;
         (*entry)->path.assign(path);
+        (*entry)->hash = hash;
     }
     return &(*entry)->ledger;
 }

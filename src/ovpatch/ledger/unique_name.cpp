@@ -48,7 +48,9 @@ DWORD copyToNew(const WidePath& file, const WidePath& name, platform::CopySource
 
 DWORD saveToNew(const WidePath& file, const WidePath& name, const SavedChange& change, FileFate fate) {
     if (fate == FileFate::UNKNOWN) return copyToNew(file, name, change.opened);
-    const platform::FileState* looked = change.change.old.exists ? &change.change.old : nullptr;
+    // Of a file that is open it is not known what its name is: a link leads to the file.
+    const bool isName = change.change.old.exists && (change.opened == nullptr || !change.opened->isOpen());
+    const platform::FileState* looked = isName ? &change.change.old : nullptr;
     if (platform::giveSecondName(file.text(), name.text(), looked)) return 0;
     const DWORD error = lastError();
     return error == ERROR_FILE_EXISTS ? error : copyToNew(file, name, change.opened);

@@ -103,16 +103,15 @@ SavedChange changeOf(const FilePaths& paths, const char* copy, platform::CopySou
 
 // Saves what stands at the file's path. What is gone, or no file, leaves an empty safety copy. False when
 // there is no name for one, and for a file that is there, or may be, and could not be saved: it must not be
-// touched. `copy` is what will be moved over the file, null for nothing; `told` receives what the journal was
-// told.
-bool saveState(Passes* passes, FilePaths* paths, const char* copy, FileChange* told) {
+// touched. `fate` is the file's if nobody objects. `copy` is what will be moved over the file, null for
+// nothing; `told` receives what the journal was told.
+bool saveState(Passes* passes, FilePaths* paths, FileFate fate, const char* copy, FileChange* told) {
     const ItemCopyContext& context = *passes->context;
     platform::CopySource source;
     const SavedChange change = changeOf(*paths, copy, &source);
     *told = change.change;
     // An agent that is asked next may write into the file, or want it left alone.
-    const bool isUntouched = context.agent->library == nullptr && source.isOpen();
-    const FileFate fate = isUntouched ? FileFate::REPLACED : FileFate::UNKNOWN;
+    if (context.agent->library != nullptr || !source.isOpen()) fate = FileFate::UNKNOWN;
     const Saved outcome = saveUnderUniqueName(change, fate, passes->backupDirectory, paths->safety, PATH_SIZE,
                                               context.takenNames);
     if (outcome == Saved::NO_NAME) {
@@ -208,7 +207,7 @@ std::int32_t undoAddedFile(Passes* passes, const char* added) {
     FilePaths paths;
     if (boundedStrncpy(paths.file, added, sizeof paths.file) == nullptr) return tooLong();
     FileChange told;
-    if (!saveState(passes, &paths, nullptr, &told)) return ROLLBACK_NOT_SAVED;
+    if (!saveState(passes, &paths, FileFate::REPLACED, nullptr, &told)) return ROLLBACK_NOT_SAVED;
     const Question question = {"PatchAgent CheckFile with:", "PatchAgent CheckFileEx with"};
     if (!decideAdded(passes, askAgent(*passes->context->agent, question, paths.file))) {
         dropSafetyCopy(*passes, paths.safety);
@@ -236,7 +235,8 @@ std::int32_t undoWrittenFile(Passes* passes, const char* entry, bool copyExists)
         return tooLong();
     }
     FileChange told;
-    if (!saveState(passes, &paths, copyExists ? copy : nullptr, &told)) return ROLLBACK_NOT_SAVED;
+    const FileFate fate = copyExists ? FileFate::REPLACED : FileFate::UNKNOWN;
+    if (!saveState(passes, &paths, fate, copyExists ? copy : nullptr, &told)) return ROLLBACK_NOT_SAVED;
     const Question question = {"PatchAgent CheckFilie with:", "PatchAgent CheckFileEx with:"};
     if (!decideWritten(passes, askAgent(*passes->context->agent, question, paths.file), copy, paths.file)) {
         dropSafetyCopy(*passes, paths.safety);

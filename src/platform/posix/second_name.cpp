@@ -11,6 +11,7 @@
 #include "platform/posix/errors.h"
 #include "platform/posix/file_status.h"
 #include "platform/posix/host_path.h"
+#include "platform/posix/written_devices.h"
 
 using namespace ovpatch::posix;
 
@@ -80,6 +81,7 @@ bool platform::moveFileOver(LPCWSTR devicePath, LPCWSTR deviceTarget, const File
         return false;
     if (to != nullptr && looked->device == to->device && looked->id == to->id)
         return isPlainFile(*to, 2) && dropSecondName(source.cStr(), target.cStr());
+    noteWritten(looked->device, target.cStr());
     const bool fit = isPlainFile(*looked, 1) && (to == nullptr || to->isFile) && wouldKeepOwner(*looked, to);
     return fit && rename(source.cStr(), target.cStr()) == 0;
 }
@@ -93,6 +95,7 @@ bool platform::exchangeFiles(LPCWSTR deviceCopy, LPCWSTR devicePath) {
     if (look(copy.cStr(), &from) == nullptr || look(file.cStr(), &to) == nullptr) return false;
     const bool isOne = from.device == to.device && from.id == to.id;
     if (isOne || !isPlainFile(from, 1) || !to.isFile || !isWritable(from) || !isWritable(to)) return false;
+    noteWritten(to.device, file.cStr());
     if (!wouldKeepOwner(from, &to) && lchown(copy.cStr(), to.owner, to.group) != 0) return false;
     return renameat2(AT_FDCWD, copy.cStr(), AT_FDCWD, file.cStr(), RENAME_EXCHANGE) == 0;
 }
