@@ -156,9 +156,11 @@ class Moments(Told):
         with open(os.path.join(HERE, "../../docs/ovpatchctl.md"), encoding="utf-8") as page:
             rows = re.findall(r"^\| (?:`|each (?:of (?:its )?`|item of a ))(\w+)`? \| (`.*) \|$", page.read(), re.M)
         rows = {name: set(re.findall(r"`(\w+)`", re.sub(r"\([^()]*\)", "", text))) for name, text in rows}
-        self.device.lay({**Story(ENGINE, PRODUCT).tree(), "dst/OV_Backup/3/5/backup.000": file("stray")})
+        self.device.lay({**Story(ENGINE, PRODUCT).tree(), "dst/OV_Backup/3/5/backup.000": file("stray"),
+                         "dst/.ovp_1.tmp": file("somebody's")})
         documents = {command: self.told(command, "base", status=status) for command, status in
                      (("plan", 0), ("clean", 1), ("run", 0), ("status", 1), ("log", 0))}
+        self.assertNotIn("ovp", str(documents["clean"]))
         status, log = documents["status"], documents["log"]
         documents.update(bases=status["bases"][0], destinations=status["destinations"][0], runs=log["runs"][0],
                          ledger=status["destinations"][0]["items"][0], items=documents["plan"]["items"][0])
@@ -173,7 +175,7 @@ class Moments(Told):
         cut = {**tree, "base/OvJournal.txt": file(CUT), "dst/OV_Backup/2/31/backup.000": file("needed")}
         aside = {**tree, "base/OvJournal.txt.old": file(CUT), "dst/OV_Backup/1/2/backup.00z": file("needed")}
         for layout, command, status, said in (
-                (tree, "", 64, "subcommand is required"), (tree, "log", 64, "BASE is required"), (tree, "log gone", 66, "no such"),
+                (tree, "", 64, "subcommand is required"), (tree, "--version", 0, ""), (tree, "log", 64, "BASE is required"), (tree, "log gone", 66, "no such"),
                 (tree, "log plain", 66, "no log below plain"), (tree, "log base --run 2", 66, "has 1 run, and no run 2"),
                 (tree, "log base --run=-1", 0, ""), (tree, "status gone", 66, "no such directory: gone"),
                 (tree, "status plain", 0, ""), (Story(ENGINE).tree(), "status base", 0, ""),
@@ -185,18 +187,23 @@ class Moments(Told):
             with self.subTest(command):
                 self.device.lay(with_directories(layout))
                 before = {path: entry for path, entry in self.device.look().items() if path != RESULT}
-                ended, _, complaint = ctl(self.device, *command.split())
+                ended, told, complaint = ctl(self.device, *command.split())
                 while ended == 75:
-                    ended, _, complaint = ctl(self.device, *command.split())
+                    ended, told, complaint = ctl(self.device, *command.split())
+                self.assertTrue(told or ended != 0)
                 complaint = complaint.replace(WAITING, "")
                 self.assertEqual((ended, complaint.count("\n")), (status, int(bool(said))), complaint)
                 self.assertIn(said, complaint)
                 self.check(differences(before, self.device.look()))
         if not WINDOWS:
+            reader, shut = os.pipe()
+            os.close(reader)
             with open("/dev/full", "wb") as full:
-                for command in ("log base", "status base --json", "clean base", "--help"):
-                    self.assertEqual(ctl(self.device, *command.split(), stdout=full)[::2],
-                                     (74, "ovpatchctl: standard output cannot be written: No space left on device\n"))
+                for command, out, told in (("log base", full, "No space left on device"), ("clean base", shut, "Broken pipe"),
+                                           ("status base --json", full, "No space left on device"), ("--help", shut, "Broken pipe")):
+                    self.assertEqual(ctl(self.device, *command.split(), stdout=out)[::2],
+                                     (74, f"ovpatchctl: standard output cannot be written: {told}\n"))
+            os.close(shut)
 
 
 if __name__ == "__main__":
