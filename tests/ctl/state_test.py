@@ -101,6 +101,33 @@ class Situations(Told):
         self.play_rows(("U1",) if WINDOWS else ("U1", "R0"))
 
 
+@unittest.skipIf(WINDOWS, "agents and rights of a POSIX host")
+class Transcripts(Told):
+    def lay_out(self, head):
+        run, *words = head[2:].partition("|")[0].split()
+        _, tree = self.prepare(words, runs_test.fill(head.partition("|")[2], run), run)
+        self.device.look()
+        self.device.lay(tree)
+
+    def test_transcripts(self):
+        """Word by word what a user reads."""
+        steps = []
+        for line in runs_test.lines_of("../ctl/transcripts.txt"):
+            steps.append([line]) if line[:2] in ("= ", "$ ") else steps[-1].append(line)
+        for head, *expected in steps:
+            if head[0] == "=":
+                self.lay_out(head)
+                continue
+            command, _, status = head[2:].partition(" -> ")
+            ended, told, said = ctl(self.device, *command.replace("PROGRAM", PROGRAM).split())
+            seen = told.split("\n") + [f"!! {line}" for line in said.replace(WAITING, "").splitlines()]
+            pattern = "".join("(.*\n)*" if line == "..." else re.escape(runs_test.fill(line, "U1")).replace(r"<\*>", ".*") + "\n"
+                              for line in expected)
+            with self.subTest(head):
+                self.assertEqual(ended, int(status), said)
+                self.assertRegex("".join(f"{line}\n" for line in seen if line), f"\\A{pattern}\\Z")
+
+
 class Moments(Told):
     @unittest.skipIf(WINDOWS, "locks and signals of a POSIX host")
     def test_cut_off(self):
