@@ -56,12 +56,11 @@ public:
     }
     void word(const char* text) { bytes(text, std::strlen(text)); }
     void number(std::uint64_t value, int digits = 1) {
-        char reversed[20];
-        int count = 0;
-        for (; value != 0 || count < digits; value /= 10)
-            reversed[count++] = static_cast<char>('0' + value % 10);
-        while (count > 0)
-            put(reversed[--count]);
+        char text[20];
+        std::size_t count = 0;
+        for (; value != 0 || count < static_cast<std::size_t>(digits); value /= 10)
+            text[sizeof text - ++count] = static_cast<char>('0' + value % 10);
+        bytes(text + sizeof text - count, count);
     }
     void signedNumber(std::int64_t value) {
         if (value < 0) put('-');
