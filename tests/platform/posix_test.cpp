@@ -132,6 +132,8 @@ TEST(Posix, APathIsTakenAnew) {
     posix::HostPath path;
     EXPECT_TRUE(path.assign(TEXT("a\\b")) && path.assign(TEXT("c")));
     EXPECT_STREQ(path.cStr(), "c");
+    EXPECT_TRUE(path.assign("d"));
+    EXPECT_STREQ(path.cStr(), "d");
 }
 
 // The code page is settled once for a process, so each has one.
