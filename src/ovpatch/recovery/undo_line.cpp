@@ -120,9 +120,8 @@ bool giveNameBack(const JournalLine& line, const UndoHints& hints) {
     const FileState now = stateOfFile(file);
     const FileState name = stateOfFile(older);
     const FileState copy = stateOfFile(line.texts[0]);
-    // A run that undid itself has exchanged the two. Where they are alike, the host's numbers have to say so.
-    const bool isOldBack = now.id != 0 && now.id == line.states[0].id && now.id != copy.id;
-    const bool isExchanged = same(moved, line.states[0]) ? isOldBack || (copy.id != 0 && copy.id == moved.id)
+    // A run that undid itself has exchanged the two. Where they are alike, the host's number has to say so.
+    const bool isExchanged = same(moved, line.states[0]) ? copy.id != 0 && copy.id == moved.id
                                                          : copy.id == 0 || copy.id != line.states[0].id;
     if (isExchanged && !name.exists && same(copy, moved) && (same(now, line.states[0]) || !now.exists)) {
         const WidePath saved(line.texts[0]);
