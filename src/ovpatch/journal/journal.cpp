@@ -175,7 +175,8 @@ bool Journal::putOff(LineKind kind, const char* path) {
     if (!isOpen()) return false;
     const std::size_t length = formatLine({kind, {}, {path}, 0}, line_);
     if (length == 0) return false;
-    drops_.append(ByteString(line_, static_cast<std::uint32_t>(length)));
+    line_[length] = '\0';
+    drops_.append(line_);
     if (drops_.length() >= DROPS_AT_ONCE && append(drops_.cStr(), drops_.length())) drops_.assign("");
     return true;
 }
