@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Runs clang-tidy over sources of src as .clang-tidy says, after a build of the preset release.
 
-    tidy.py            those that changed last, as many as take a quarter of a minute on two cores
+    tidy.py            those that changed last, as many as take some ten seconds on two cores
     tidy.py --all      all of them
     tidy.py FILE...    these
 """
@@ -17,7 +17,7 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parent.parent
 BUILD = ROOT / "build/release"
 DATABASE = ROOT / "build/tidy"
-AT_ONCE = 12
+AT_ONCE = 8
 
 
 def findings(source):

@@ -105,8 +105,8 @@ class Situations(Told):
 class Transcripts(Told):
     def lay_out(self, head):
         run, *words = head[2:].partition("|")[0].split()
+        self.device.look()  # ovpatchctl has changed it
         _, tree = self.prepare(words, runs_test.fill(head.partition("|")[2], run), run)
-        self.device.look()
         self.device.lay(tree)
 
     def test_transcripts(self):
