@@ -204,14 +204,15 @@ class Moments(Told):
         cut = {**tree, "base/OvJournal.txt": file(CUT), "dst/OV_Backup/2/31/backup.000": file("needed")}
         aside = {**tree, "base/OvJournal.txt.old": file(CUT), "dst/OV_Backup/1/2/backup.00z": file("needed")}
         for layout, command, status, said in (
-                (tree, "", 64, "subcommand is required"), (tree, "--version", 0, ""), (tree, "log", 64, "BASE is required"), (tree, "log gone", 66, "no such"),
+                (tree, "", 64, "subcommand is required"), (tree, "--version", 0, ""), (tree, "log", 64, "BASE is required"),
+                (tree, "log gone", 66, "no such"), (tree, "plan gone", 66, "no such directory: gone"),
                 (tree, "log plain", 66, "no log below plain"), (tree, "log base --run 2", 66, "has 1 run, and no run 2"),
                 (tree, "log base --run=-1", 0, ""), (tree, "status gone", 66, "no such directory: gone"),
                 (tree, "status plain", 0, ""), (Story(ENGINE).tree(), "status base", 0, ""),
                 (tree, "status base", 2, ""), (tree, "clean base", 2, ""),
                 (tree, "clean dst --yes", 64, "wants the base"), (cut, "clean base --yes", 2, "was cut off"),
                 (aside, "clean base --yes", 2, "could not be put right wholly"), (tree, "run gone", 66, "no such directory: gone"),
-                (tree, "plan gone", 66, "no such directory: gone"), (tree, "run bare", 66, "there is no manifest: bare"), (tree, "run base --timeout x", 64, "timeout"),
+                (tree, "run bare", 66, "there is no manifest: bare"), (tree, "run base --timeout x", 64, "timeout"),
                 (tree, "run base --program gone/p", 71, "the program cannot be: gone/p")):
             with self.subTest(command):
                 self.device.lay(with_directories(layout))

@@ -29,7 +29,7 @@ UNENTERED_TOLD = re.compile(r"Merge backup ini faild|cannot be written|phaseIniF
 REFUSAL = ("EndProduct #1 answer 0\n", "EndItem #2 answer 0\n")
 SECOND = 151 if WINDOWS else 41  # about the calls of a putting back
 SITUATIONS = [f"{name}, {agent}" for agent in ("old", "new") for name in
-              ("update", "second update", "rollback", "undo", "undone rollback", "logged update")] + ["rollback, nobody"]
+              ("update", "second update", "rollback", "undo", "undone rollback", "logged update")] + ["rollback, nobody", "undone rollback, nobody"]
 
 # What the oracle may find, as it is told, and why.
 EXCUSED = [
@@ -120,8 +120,9 @@ class Situation:
     def ordered(self, tree, action):
         """With a manifest; the log, unless it is the matter, goes where it takes no calls."""
         story = Story(ENGINE, PRODUCT, generation=self.generation, changes={"common.action": action})
-        if self.name.endswith("nobody"):  # is asked
+        if self.name.endswith("nobody"):  # is asked; what cannot be found in the ledger has the run undone
             del story.sections["common"]["patchagent"]
+            story.sections["item_1"]["class"] = "3" if action and self.name.startswith("und") else "1"
         settings = self.settings + ("" if "logged" in self.name else "[Debug]\nlog_mode=1\n")
         return {**{path: entry for path, entry in tree.items() if path != RESULT},
                 "base/ovcfg.ini": file(settings), MANIFEST: file(story.manifest())}

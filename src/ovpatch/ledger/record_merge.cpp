@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "foundation/bounded.h"
+#include "ini/ini_names.h"
 #include "logging/log.h"
 #include "ovpatch/journal/journal.h"
 #include "ovpatch/journal/keeper.h"
@@ -26,7 +27,7 @@ bool isSameItem(const BackupItem& left, const BackupItem& right) {
 }  // namespace
 
 RecordMerge::Ledger* RecordMerge::find(const char* path) {
-    const std::size_t hash = hashOfPath(path);
+    const std::uint32_t hash = nameHash(path, true);
     for (std::uint32_t k = 0; k < ledgerCount_; ++k) {
         Ledger& ledger = ledgers_[k];
         if (ledger.hash == hash && ledger.document != nullptr && ledger.path.compare(path) == 0)
@@ -60,7 +61,7 @@ RecordMerge::Ledger* RecordMerge::open(const char* path) {
     }
     ++ledgerCount_;
     ledger.path.assign(path);
-    ledger.hash = hashOfPath(path);
+    ledger.hash = nameHash(path, true);
     ledger.state = state;
     ledger.document = std::move(document);
     ledger.count = ledger.stored.itemCount;

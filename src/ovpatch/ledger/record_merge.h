@@ -33,7 +33,7 @@ public:
 private:
     struct Ledger {
         ByteString path;
-        std::size_t hash;                     // of the path
+        std::uint32_t hash;                   // nameHash of the path
         platform::FileState state;            // of the file when it was read
         std::unique_ptr<KxIniUtil> document;  // null when it is not open
         BackupStru stored;                    // what stood in it

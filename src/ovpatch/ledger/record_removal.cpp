@@ -3,6 +3,7 @@
 #include <new>
 #include <utility>
 
+#include "ini/ini_names.h"
 #include "logging/log.h"
 #include "ovpatch/journal/journal.h"
 #include "ovpatch/journal/keeper.h"
@@ -12,7 +13,7 @@
 namespace ovpatch {
 
 RecordRemoval::OpenLedger* RecordRemoval::find(const char* path) const {
-    const std::size_t hash = hashOfPath(path);
+    const std::uint32_t hash = nameHash(path, true);
     for (OpenLedger* open = first_.get(); open != nullptr; open = open->next.get())
         if (open->hash == hash && open->takenOutBy != nullptr && open->path.compare(path) == 0) return open;
     return nullptr;
@@ -26,7 +27,7 @@ RecordRemoval::OpenLedger* RecordRemoval::open(const char* path) {
         if (other->takenOutBy != nullptr && mayBeOneFile(other->ledger->state(), state)) write(other);
     StoredLedger::Reading reading = StoredLedger::Reading::NO_MEMORY;
     std::unique_ptr<OpenLedger> open(new (std::nothrow) OpenLedger{
-        ByteString(path), hashOfPath(path), ledgers_->at(path), false, nullptr, nullptr});
+        ByteString(path), nameHash(path, true), ledgers_->at(path), false, nullptr, nullptr});
     if (open != nullptr && open->ledger != nullptr)
         reading = open->ledger->isRead(path) ? StoredLedger::Reading::DONE : open->ledger->read(path);
     if (reading == StoredLedger::Reading::UNREADABLE) STRU_ERROR(6, "Merge backup ini faild");

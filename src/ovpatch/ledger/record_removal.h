@@ -36,7 +36,7 @@ public:
 private:
     struct OpenLedger {
         ByteString path;
-        std::size_t hash;  // of the path
+        std::uint32_t hash;  // nameHash of the path
         StoredLedger* ledger;
         bool isChanged;
         // For each record the item that has taken it out; null when the ledger is not open any more.

@@ -4,6 +4,7 @@
 #include <new>
 #include <utility>
 
+#include "ini/ini_names.h"
 #include "ini/kx_ini_util.h"
 #include "logging/log.h"
 #include "ovpatch/journal/keeper.h"
@@ -15,13 +16,6 @@ namespace ovpatch {
 bool mayBeOneFile(const platform::FileState& left, const platform::FileState& right) {
     return left.isFile && right.isFile && left.size == right.size && left.seconds == right.seconds &&
            left.nanoseconds == right.nanoseconds && left.id == right.id && left.device == right.device;
-}
-
-std::size_t hashOfPath(const char* path) {
-    std::uint32_t hash = 2166136261U;
-    for (; *path != '\0'; ++path)
-        hash = (hash ^ static_cast<unsigned char>(*path)) * 16777619U;
-    return hash;
 }
 
 bool StoredLedger::isRead(const char* path) const {
@@ -51,7 +45,7 @@ void StoredLedger::forget() {
 
 struct StoredLedgers::Entry {
     ByteString path;
-    std::size_t hash;
+    std::uint32_t hash;
     StoredLedger ledger;
     std::unique_ptr<Entry> next;
 };
@@ -65,7 +59,7 @@ StoredLedgers::~StoredLedgers() {
 }
 
 StoredLedger* StoredLedgers::at(const char* path) {
-    const std::size_t hash = hashOfPath(path);
+    const std::uint32_t hash = nameHash(path, true);
     std::unique_ptr<Entry>* entry = &first_;
     while (*entry != nullptr && ((*entry)->hash != hash || (*entry)->path.compare(path) != 0))
         entry = &(*entry)->next;

@@ -2,7 +2,6 @@
 #ifndef OVPATCH_OVPATCH_LEDGER_STORED_LEDGER_H
 #define OVPATCH_OVPATCH_LEDGER_STORED_LEDGER_H
 
-#include <cstddef>
 #include <memory>
 
 #include "foundation/byte_string.h"
@@ -13,9 +12,6 @@ namespace ovpatch {
 
 // Whether two looks at files may have met the same one: always, where they have.
 bool mayBeOneFile(const platform::FileState& left, const platform::FileState& right);
-
-// Differs for most paths that differ.
-std::size_t hashOfPath(const char* path);
 
 // Holds the ledger that was read last.
 class StoredLedger {
