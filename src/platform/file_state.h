@@ -15,6 +15,7 @@ struct FileState {
     bool exists = false;
     bool isFile = false;  // a regular file; a link is followed, but one to nothing exists and is none
     bool isLink = false;
+    bool isUnknown = false;    // it could not be looked at; then it exists and is no file
     std::uint64_t size = 0;    // in bytes
     std::int64_t seconds = 0;  // of the last modification, since 1970
     std::uint32_t nanoseconds = 0;
@@ -28,8 +29,7 @@ struct FileState {
     std::uint32_t group = 0;
 };
 
-// What the path names now. What cannot be looked at, the permission missing for instance, exists and is no
-// file.
+// What the path names now.
 FileState stateOf(LPCWSTR path);
 
 // Whether CopyFileW and fopen for writing write in place, so that a kill can leave a part of a file under its

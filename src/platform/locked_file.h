@@ -40,6 +40,11 @@ public:
     // or, where not even that can be had, nothing is appended any more.
     bool append(const char* bytes, std::size_t count);
 
+    // The same for whole lines, where the host can do it without a call for each: a line is there when its
+    // line feed is. Zero bytes may stand behind the last one for as long as the file is held, and ever after
+    // if the process dies.
+    bool appendLines(const char* bytes, std::size_t count);
+
     // Sets room on the disk aside for as many bytes in all, where the host can do that; the size stays.
     void reserve(std::uint64_t bytes);
 
@@ -62,9 +67,15 @@ public:
     void release();
 
 private:
+    bool openWindow();
+    void closeWindow();
+
     std::intptr_t handle_ = -1;  // the host's
     std::uint64_t size_ = 0;
-    bool hasTail_ = false;  // a part of what could not be appended stands behind the end
+    bool hasTail_ = false;    // a part of what could not be appended stands behind the end
+    char* window_ = nullptr;  // the part of the file that is written through memory, if any
+    std::uint64_t windowStart_ = 0;
+    bool cannotMap_ = false;  // as was found out
 };
 
 }  // namespace platform

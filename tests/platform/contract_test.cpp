@@ -80,6 +80,30 @@ TEST(Contract, ACopyHasTheContentAndTheTimeAtEverySize) {
     }
 }
 
+// Lines that end short of, at and behind what is written through memory at a time, beside appended bytes.
+TEST(Contract, AHeldFileHasWhatWasAppendedHoweverItWas) {
+    const TempTree tree;
+    const WideText path = widen(tree.path("\\held"));
+    platform::LockedFile file;
+    ASSERT_EQ(file.create(path.c_str()), platform::LockedFile::Outcome::HELD);
+    file.reserve(4U << 20);
+    std::string content, back;
+    for (const std::size_t size :
+         {4096U, 131072U - 4096U, 1U, 131071U, 3U, 140000U, 70000U, 9U, 200000U, 5000U}) {
+        const std::string text = std::string(size - 1, static_cast<char>('a' + content.size() % 26)) + "\n";
+        EXPECT_TRUE(size % 2 == 0 ? file.appendLines(text.data(), size) : file.append(text.data(), size));
+        content += text;
+        back.assign(content.size(), ' ');
+        EXPECT_TRUE(file.size() == content.size() && file.read(0, back.data(), back.size()) &&
+                    back == content)
+            << size;
+        EXPECT_EQ(tree.read("held").find_last_not_of('\0') + 1, ON_WINDOWS ? 0 : content.size());
+    }
+    EXPECT_TRUE(file.truncate(150000) && file.appendLines("x\n", 2));
+    file.release();
+    EXPECT_TRUE(tree.read("held") == content.substr(0, 150000) + "x\n");
+}
+
 // The streams of the C library itself are the measure, at sizes around those of all buffers involved.
 TEST(Contract, AnySequenceOfReadsWritesAndSeeksGoesAsOnAnOrdinaryStream) {
     std::mt19937 engine(20040113);

@@ -99,7 +99,9 @@ bool Journal::append(const char* bytes, std::size_t length) {
         reserved_ = 2 * file_.size() + ROOM_AT_ONCE;
         file_.reserve(reserved_);
     }
-    return file_.append(bytes, length) && (!flushes || file_.flush());
+    if (flushes) return file_.append(bytes, length) && file_.flush();
+    // Zero bytes alone would not be a journal.
+    return file_.size() == 0 ? file_.append(bytes, length) : file_.appendLines(bytes, length);
 }
 
 bool Journal::tell(const JournalLine& line) {
@@ -133,6 +135,10 @@ bool Journal::add(const platform::FileState& source, const char* file) {
 
 bool Journal::change(const FileChange& change, const char* copy) {
     if (!wanted_) return true;
+    if (change.old.isUnknown || change.made.isUnknown) {
+        UPDATER_ERROR(9, "journal: what %s is cannot be told.", change.file);
+        return false;
+    }
     if (change.kind == LineKind::RESTORE)
         return tell({change.kind, {change.old, change.made}, {copy, change.older, change.file}, 0});
     return tell({change.kind, {change.old, change.made}, {copy, change.file}, 0});

@@ -3,7 +3,8 @@
 // It is `OvJournal.txt` in the base directory, and there only while a run changes files: whoever finds one
 // that no process holds has found a run that was cut off. The lines are undone from the last to the first; a
 // line is cut off the file when it has been undone, so that this too can be cut off and gone on with. A last
-// line without its line feed was never begun with.
+// line without its line feed was never begun with; zero bytes behind the last one are room that was set
+// aside.
 //
 // A line is a word, states and texts, with one blank between them. A text stands in double quotes; in it
 // `%22` is a double quote, `%25` a per cent sign, `%0A` a line feed, and every other byte stands for itself.
@@ -45,8 +46,9 @@ namespace ovpatch {
 constexpr char JOURNAL_NAME[] = "OvJournal.txt";
 // A line with its line feed fits, or is none.
 constexpr std::size_t JOURNAL_LINE_SIZE = 16384;
-// Far more than any run needs; what is longer is not read.
-constexpr std::uint64_t LONGEST_JOURNAL = 64u << 20;  // bytes
+// Bytes, far more than any run needs; what is longer by more than such room is not read.
+constexpr std::uint64_t LONGEST_JOURNAL = 64u << 20;
+constexpr std::uint64_t LARGEST_ROOM = 1u << 20;
 // The longest text of a line, terminator included: a path in any code page. That of the first line apart.
 constexpr std::size_t JOURNAL_PATH_SIZE = std::size_t{MAX_PATH} * 4;
 constexpr std::size_t WORKING_DIRECTORY_SIZE = 4096;

@@ -31,9 +31,8 @@ bool JournalReader::load(std::uint64_t end) {
     return true;
 }
 
-// What was never finished may be longer than any line.
+// What was never finished, and the front of a line of which the end was read, may be longer than any line.
 bool JournalReader::skipIncomplete() {
-    begun_ = true;
     while (lineStart_ > 0) {
         if (lineStart_ <= windowStart_ || windowEnd_ == 0) {
             if (!load(lineStart_)) return false;
@@ -55,10 +54,8 @@ bool JournalReader::findStart() {
 }
 
 bool JournalReader::previous() {
-    if (failed_ || (!begun_ && !skipIncomplete()) || lineStart_ == 0) return false;
-    lineEnd_ = lineStart_;
-    // Behind a line that was cut off at its front stands no line feed, but nothing that counts.
-    --lineEnd_;
+    if (failed_ || !skipIncomplete()) return false;
+    lineEnd_ = lineStart_ - 1;
     return findStart();
 }
 

@@ -20,13 +20,15 @@ public:
     // Moves to the line before. False when there is none, and when the file cannot be read.
     bool previous();
 
-    // The line at hand, without its line feed, good until the next move. One that is longer than any line can
-    // be is cut off at its front.
+    // The line at hand, without its line feed, good until the next move. Of one that is longer than any line
+    // can be it is the end.
     const char* text() const { return window() + (lineStart_ - windowStart_); }
     std::size_t length() const { return static_cast<std::size_t>(lineEnd_ - lineStart_); }
 
     // Where it begins in the file. The first line of all begins at 0.
     std::uint64_t offset() const { return lineStart_; }
+    // Where the next one begins, or would.
+    std::uint64_t end() const { return lineEnd_ + 1; }
 
     bool hasFailed() const { return failed_; }
 
@@ -42,7 +44,6 @@ private:
     std::uint64_t windowEnd_ = 0;
     std::uint64_t lineStart_ = 0;  // of the line at hand; before the first move the end of the last line
     std::uint64_t lineEnd_ = 0;
-    bool begun_ = false;
     bool failed_ = false;
 };
 

@@ -18,10 +18,12 @@ constexpr unsigned MOST_KEEPERS = 1000;
 
 platform::FileState stateOfFile(const char* path) {
     const WidePath wide(path);
-    if (wide.fits()) return platform::stateOf(wide.text());
-    platform::FileState unknown;
-    unknown.exists = true;
-    return unknown;
+    platform::FileState state;
+    state.exists = state.isUnknown = true;
+    // What failed in passing is there at the second look.
+    for (int i = 0; i < 2 && wide.fits() && state.isUnknown; ++i)
+        state = platform::stateOf(wide.text());
+    return state;
 }
 
 bool keeperName(const char* file, char* out, std::size_t size) {

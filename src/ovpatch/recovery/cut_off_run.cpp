@@ -67,7 +67,7 @@ bool readHead(Work* work) {
     const HeadReading reading = end == nullptr
                                     ? HeadReading::NO_HEAD
                                     : parseHead(text, static_cast<std::size_t>(end - text), &work->head);
-    if (reading == HeadReading::KNOWN && work->file.size() <= LONGEST_JOURNAL) return true;
+    if (reading == HeadReading::KNOWN && work->file.size() <= LONGEST_JOURNAL + LARGEST_ROOM) return true;
     if (end == nullptr && isHeadStart(text, length)) {
         // It was cut off before it did anything.
         const WidePath path(work->path);
@@ -139,7 +139,6 @@ bool undoesNothing(LineKind kind) {
 
 // From the last line to the first.
 void undoAll(Work* work) {
-    work->hints.told = stateOfFile(work->path).seconds;
     JournalReader reader(work->file);
     bool atLast = true;
     bool skips = false;
@@ -149,7 +148,8 @@ void undoAll(Work* work) {
             continue;
         }
         const LineKind kind = work->read.line.kind;
-        if (atLast) tidy(work);
+        // Where calls failed without an end, a ledger is not always the last to be told of.
+        if (atLast || kind == LineKind::PUT) tidy(work);
         work->hints.mayBePart = atLast && platform::canLeaveParts();
         work->hints.mayCopyBePart = atLast;
         if (!skips) undo(work);
@@ -174,6 +174,9 @@ void report(Work* work) {
 void putRight(Work* work) {
     UPDATER_INFO(9, "recovery: a run was cut off, its journal is %s.", work->path);
     setRoot(work->head.workingDirectory, &work->root);
+    work->hints.told = stateOfFile(work->path).seconds;
+    JournalReader lines(work->file);
+    if (lines.previous()) work->file.truncate(lines.end());
     // Nothing tells that the result was being written when the run stopped.
     const WidePath result(work->result);
     if (result.fits()) platform::tidyReplacement(result.text(), work->head.process);

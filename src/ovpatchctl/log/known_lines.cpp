@@ -209,6 +209,9 @@ constexpr KnownLine LINES[] = {
      "The base directory cannot be written. If this run is cut off, nothing puts it right."},
     {LineRole::RECOVERY, NO_RESULT, "journal: %s cannot be written.",
      "No room, say. A change that cannot be told is not made: the run is undone and ends with 16."},
+    {LineRole::RECOVERY, NO_RESULT, "journal: what %s is cannot be told.",
+     "The file could not be looked at, so that it could not be put back either. It is not touched; the "
+     "run is undone and ends with 16."},
     {LineRole::RECOVERY, NO_RESULT, "journal: %s cannot be removed.",
      "The run is over; the next start finishes the tidying."},
     {LineRole::RECOVERY, NO_RESULT, "OvPatch: the lock cannot be had, the run is not alone.",

@@ -97,12 +97,13 @@ FileState stateOf(LPCWSTR devicePath) {
     FileState state;
     char path[PATH_MAX];
     struct stat status;
-    state.exists = true;
+    state.exists = state.isUnknown = true;
     if (!toHost(devicePath, path)) return state;
     if (lstat(path, &status) != 0) {
-        state.exists = errno != ENOENT && errno != ENOTDIR;
+        state.exists = state.isUnknown = errno != ENOENT && errno != ENOTDIR;
         return state;
     }
+    state.isUnknown = false;
     const bool isLink = S_ISLNK(status.st_mode);
     if (!isLink || stat(path, &status) == 0) state = stateFrom(status);
     state.isLink = isLink;

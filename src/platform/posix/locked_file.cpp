@@ -2,11 +2,13 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 #include "platform/posix/errors.h"
 #include "platform/posix/host_path.h"
@@ -14,6 +16,15 @@
 using namespace ovpatch::posix;
 
 namespace {
+
+// Written through memory at a time, in bytes; whole pages on every host.
+constexpr std::size_t WINDOW_SIZE = std::size_t{128} * 1024;
+
+#ifdef MADV_POPULATE_WRITE
+constexpr int POPULATE = MADV_POPULATE_WRITE;
+#else
+constexpr int POPULATE = 23;  // of kernels that are younger than the headers
+#endif
 
 constexpr int FLAGS = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 
@@ -39,6 +50,20 @@ int descriptorOf(std::intptr_t handle) {
     return static_cast<int>(handle);
 }
 
+// The process may be killed at any step: each line feed is stored after what stands before it.
+void storeLines(char* to, const char* bytes, std::size_t count) {
+    while (count > 0) {
+        const auto* feed = static_cast<const char*>(std::memchr(bytes, '\n', count));
+        const std::size_t text = feed == nullptr ? count : static_cast<std::size_t>(feed - bytes);
+        std::memcpy(to, bytes, text);
+        if (feed == nullptr) return;
+        __atomic_store_n(to + text, '\n', __ATOMIC_RELEASE);
+        to += text + 1;
+        bytes += text + 1;
+        count -= text + 1;
+    }
+}
+
 }  // namespace
 
 namespace platform {
@@ -58,7 +83,7 @@ LockedFile::Outcome LockedFile::create(LPCWSTR devicePath) {
     }
     handle_ = descriptor;
     size_ = 0;
-    hasTail_ = false;
+    hasTail_ = cannotMap_ = false;
     return Outcome::HELD;
 }
 
@@ -80,7 +105,7 @@ LockedFile::Outcome LockedFile::hold(LPCWSTR devicePath) {
             fstat(descriptor, &status) == 0) {
             handle_ = descriptor;
             size_ = static_cast<std::uint64_t>(status.st_size);
-            hasTail_ = false;
+            hasTail_ = cannotMap_ = false;
             return Outcome::HELD;
         }
         close(descriptor);
@@ -107,6 +132,41 @@ bool LockedFile::append(const char* bytes, std::size_t count) {
     return true;
 }
 
+// Where all of the window's blocks and pages are there before it is written to, a full disk is met here, as a
+// failure, and not as the signal that a store to such a page would be.
+bool LockedFile::openWindow() {
+    closeWindow();
+    const auto page = static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
+    const std::uint64_t start = size_ - size_ % page;
+    const auto offset = static_cast<off_t>(start);
+    if (fallocate(descriptorOf(handle_), 0, offset, WINDOW_SIZE) == 0) {
+        void* mapped =
+            mmap(nullptr, WINDOW_SIZE, PROT_READ | PROT_WRITE, MAP_SHARED, descriptorOf(handle_), offset);
+        if (mapped != MAP_FAILED) {
+            window_ = static_cast<char*>(mapped);
+            windowStart_ = start;
+            if (madvise(mapped, WINDOW_SIZE, POPULATE) == 0) return true;
+        }
+        closeWindow();
+        truncate(size_);
+    }
+    cannotMap_ = true;
+    return false;
+}
+
+void LockedFile::closeWindow() {
+    if (window_ != nullptr) munmap(window_, WINDOW_SIZE);
+    window_ = nullptr;
+}
+
+bool LockedFile::appendLines(const char* bytes, std::size_t count) {
+    const auto fits = [&] { return window_ != nullptr && size_ + count <= windowStart_ + WINDOW_SIZE; };
+    if (hasTail_ || (!fits() && (cannotMap_ || !openWindow() || !fits()))) return append(bytes, count);
+    storeLines(window_ + (size_ - windowStart_), bytes, count);
+    size_ += count;
+    return true;
+}
+
 void LockedFile::reserve(std::uint64_t bytes) {
     if (bytes <= size_) return;
     fallocate(descriptorOf(handle_), FALLOC_FL_KEEP_SIZE, static_cast<off_t>(size_),
@@ -126,6 +186,7 @@ bool LockedFile::read(std::uint64_t offset, char* bytes, std::size_t count) cons
 }
 
 bool LockedFile::truncate(std::uint64_t size) {
+    closeWindow();
     if (ftruncate(descriptorOf(handle_), static_cast<off_t>(size)) != 0) return failFromErrno();
     size_ = size;
     return true;
@@ -145,11 +206,13 @@ bool LockedFile::rename(LPCWSTR devicePath, LPCWSTR newName) {
 bool LockedFile::remove(LPCWSTR devicePath) {
     HostPath path;
     if (!path.assign(devicePath) || (unlink(path.cStr()) != 0 && !failFromErrno())) return false;
+    closeWindow();
     release();
     return true;
 }
 
 void LockedFile::release() {
+    if (window_ != nullptr) truncate(size_);
     if (handle_ != -1) close(descriptorOf(handle_));
     handle_ = -1;
 }

@@ -78,6 +78,10 @@ bool LockedFile::append(const char* bytes, std::size_t count) {
     return done;
 }
 
+bool LockedFile::appendLines(const char* bytes, std::size_t count) {
+    return append(bytes, count);
+}
+
 void LockedFile::reserve(std::uint64_t bytes) {
     FILE_ALLOCATION_INFO room;
     room.AllocationSize.QuadPart = static_cast<LONGLONG>(bytes);

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "platform/file_state.h"
+#include "platform/locked_file.h"
 #include "platform/platform.h"
 #include "tests/support/rows.h"
 
