@@ -72,6 +72,7 @@ private:
 
     std::intptr_t handle_ = -1;  // the host's
     std::uint64_t size_ = 0;
+    std::uint64_t reserved_ = 0;
     bool hasTail_ = false;    // a part of what could not be appended stands behind the end
     char* window_ = nullptr;  // the part of the file that is written through memory, if any
     std::uint64_t windowStart_ = 0;

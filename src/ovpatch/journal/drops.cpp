@@ -18,18 +18,17 @@ bool isDrop(const char* text, std::size_t length) {
 
 bool doDrop(const JournalLine& line, NameIndex* names) {
     const char* path = line.texts[0];
-    const WidePath wide(path);
     if (line.kind == LineKind::DROP_TREE) return removeTree(path, nullptr, nullptr) == FILEOP_OK;
-    if (isKeeperName(path)) return wide.fits() && platform::discard(wide.text());
+    if (isKeeperName(path)) {
+        const WidePath wide(path);
+        return wide.fits() && platform::discard(wide.text());
+    }
     return names->knowsMissing(path) || unlink(path, nullptr, nullptr, names) == FILEOP_OK;
 }
 
-void doLine(const char* text, std::size_t length, const PathRoot& root, ReadJournalLine* line,
-            NameIndex* names) {
-    if (!isDrop(text, length) || !parseLine(text, length, line)) return;
-    if (!resolvePaths(root, line) || !isTrusted(line->line)) return;
-    // A removal ends at its first failure. What failed in passing goes at the second try.
-    if (!doDrop(line->line, names)) doDrop(line->line, names);
+// A removal ends at its first failure. What failed in passing goes at the second try.
+void doLine(const JournalLine& line, NameIndex* names) {
+    if (!doDrop(line, names)) doDrop(line, names);
 }
 
 }  // namespace
@@ -38,18 +37,21 @@ void doDrops(const platform::LockedFile& journal, const PathRoot& root) {
     ReadJournalLine line;
     JournalReader reader(journal);
     NameIndex names;
-    while (reader.previous())
-        doLine(reader.text(), reader.length(), root, &line, &names);
+    while (reader.previous()) {
+        if (isDrop(reader.text(), reader.length()) && parseLine(reader.text(), reader.length(), &line) &&
+            resolvePaths(root, &line) && isTrusted(line.line))
+            doLine(line.line, &names);
+    }
 }
 
 void doDrops(const ByteString& lines) {
     ReadJournalLine line;
     NameIndex names;
-    const PathRoot here = {};
     const char* text = lines.cStr();
     for (const char* end = std::strchr(text, '\n'); end != nullptr;
-         text = end + 1, end = std::strchr(text, '\n'))
-        doLine(text, static_cast<std::size_t>(end - text), here, &line, &names);
+         text = end + 1, end = std::strchr(text, '\n')) {
+        if (parseLine(text, static_cast<std::size_t>(end - text), &line)) doLine(line.line, &names);
+    }
 }
 
 }  // namespace ovpatch

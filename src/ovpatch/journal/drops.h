@@ -8,8 +8,8 @@
 
 namespace ovpatch {
 
-// Does the drops of a journal, and of lines that could not be written to it. What is gone already is passed
-// over, and so is what the device does not delete and what no run would have put off.
+// Does the drops of a journal that was found, and those that this run has noted. What is gone already is
+// passed over, and so is what the device does not delete and, in a journal, what no run would have put off.
 void doDrops(const platform::LockedFile& journal, const PathRoot& root);
 void doDrops(const ByteString& lines);
 

@@ -13,7 +13,6 @@ namespace ovpatch {
 
 namespace {
 
-constexpr std::uint32_t DROPS_AT_ONCE = 32 * 1024;
 constexpr std::uint64_t ROOM_AT_ONCE = std::uint64_t{64} * 1024;
 constexpr std::int32_t PATH_LIMIT = 260;
 
@@ -183,7 +182,6 @@ bool Journal::putOff(LineKind kind, const char* path) {
     if (length == 0) return false;
     line_[length] = '\0';
     drops_.append(line_);
-    if (drops_.length() >= DROPS_AT_ONCE && append(drops_.cStr(), drops_.length())) drops_.assign("");
     return true;
 }
 
@@ -197,7 +195,7 @@ bool Journal::dropTree(const char* directory) {
 
 void Journal::beginResult(std::int32_t result, const platform::FileState& resultFile) {
     if (!isOpen()) return;
-    if (append(drops_.cStr(), drops_.length())) drops_.assign("");
+    append(drops_.cStr(), drops_.length());
     if (patchSession().flush >= FLUSH_AT_END) platform::flushFileSystems();
     tell({LineKind::RESULT, {resultFile}, {}, result});
 }
@@ -209,8 +207,6 @@ void Journal::finish(bool written) {
         return;
     }
     tell({LineKind::DONE, {}, {}, 0});
-    const PathRoot here = {};
-    doDrops(file_, here);
     doDrops(drops_);
     const WidePath path(path_.cStr());
     if (!path.fits() || (!file_.remove(path.text()) && !file_.remove(path.text())))

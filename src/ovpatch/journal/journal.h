@@ -81,7 +81,7 @@ private:
     ByteString path_;
     platform::LockedFile file_;
     StringList trees_;
-    ByteString drops_;  // lines that nothing relies on before the end
+    ByteString drops_;  // lines that nothing relies on before the end, when they go to the file, too
     char line_[JOURNAL_LINE_SIZE];
 };
 

@@ -1,5 +1,6 @@
 #include "ovpatch/journal/journal_line.h"
 
+#include <charconv>
 #include <cstring>
 
 namespace ovpatch {
@@ -55,12 +56,13 @@ public:
         at_ += count;
     }
     void word(const char* text) { bytes(text, std::strlen(text)); }
-    void number(std::uint64_t value, int digits = 1) {
-        char text[20];
-        std::size_t count = 0;
-        for (; value != 0 || count < static_cast<std::size_t>(digits); value /= 10)
-            text[sizeof text - ++count] = static_cast<char>('0' + value % 10);
-        bytes(text + sizeof text - count, count);
+    // Without the first `skipped` digits.
+    void number(std::uint64_t value, std::size_t skipped = 0) {
+        const std::to_chars_result result = std::to_chars(at_, end_, value);
+        fits_ = fits_ && result.ec == std::errc();
+        if (!fits_) return;
+        if (skipped != 0) std::memmove(at_, at_ + skipped, static_cast<std::size_t>(result.ptr - at_));
+        at_ = result.ptr - skipped;
     }
     void signedNumber(std::int64_t value) {
         if (value < 0) put('-');
@@ -76,7 +78,7 @@ public:
         put(':');
         signedNumber(state.seconds);
         put('.');
-        number(state.nanoseconds, NANOSECOND_DIGITS);
+        number(std::uint64_t{NANOSECONDS} + state.nanoseconds, 1);
         put(':');
         number(state.id);
     }
@@ -115,6 +117,7 @@ public:
         return true;
     }
     bool takeWord(const char* word) {
+        if (at_ == end_ || *at_ != *word) return false;
         const std::size_t length = std::strlen(word);
         if (static_cast<std::size_t>(end_ - at_) < length || std::memcmp(at_, word, length) != 0)
             return false;

@@ -1,5 +1,8 @@
 #include "ovpatch/journal/journal_reader.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "ovpatch/journal/journal_line.h"
 
 namespace ovpatch {
@@ -47,9 +50,11 @@ bool JournalReader::skipIncomplete() {
 bool JournalReader::findStart() {
     const std::uint64_t needed = lineEnd_ > JOURNAL_LINE_SIZE ? lineEnd_ - JOURNAL_LINE_SIZE : 0;
     if (needed < windowStart_ && !load(lineEnd_)) return false;
-    for (lineStart_ = lineEnd_; lineStart_ > needed; --lineStart_) {
-        if (bytes[lineStart_ - 1 - windowStart_] == '\n') break;
-    }
+    using Backwards = std::reverse_iterator<const char*>;
+    const char* first = bytes + (needed - windowStart_);
+    const char* end = bytes + (lineEnd_ - windowStart_);
+    const char* start = std::find(Backwards(end), Backwards(first), '\n').base();
+    lineStart_ = windowStart_ + static_cast<std::uint64_t>(start - bytes);
     return true;
 }
 

@@ -36,6 +36,9 @@ bool keeperName(const char* file, char* out, std::size_t size) {
 }
 
 bool isKeeperName(const char* path) {
+    // Most are told by their end.
+    const std::size_t length = std::strlen(path);
+    if (length < sizeof SUFFIX || std::strcmp(path + length - (sizeof SUFFIX - 1), SUFFIX) != 0) return false;
     const ByteString name = baseName(path);
     if (std::strncmp(name.cStr(), STEM, sizeof STEM - 1) != 0) return false;
     const char* number = name.cStr() + sizeof STEM - 1;

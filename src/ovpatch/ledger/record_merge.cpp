@@ -153,7 +153,8 @@ void RecordMerge::removeOlderCopies(std::uint32_t index) {
     for (std::uint32_t i = index; i < run_.itemCount; ++i)
         if (isSameItem(run_.items[i], item) && shareDirectory(index, i)) takeCopyNames(run_.items[i], &fresh);
     NameIndex names;
-    removeBackupCopies(*entered_[index].replaced, directory, &names, &fresh);
+    // The journal looks after those that are gone already.
+    removeBackupCopies(*entered_[index].replaced, directory, journal().isOpen() ? nullptr : &names, &fresh);
 }
 
 void RecordMerge::write(Ledger* ledger) {

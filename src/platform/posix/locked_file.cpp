@@ -82,7 +82,7 @@ LockedFile::Outcome LockedFile::create(LPCWSTR devicePath) {
         return Outcome::TAKEN;
     }
     handle_ = descriptor;
-    size_ = 0;
+    size_ = reserved_ = 0;
     hasTail_ = cannotMap_ = false;
     return Outcome::HELD;
 }
@@ -105,6 +105,7 @@ LockedFile::Outcome LockedFile::hold(LPCWSTR devicePath) {
             fstat(descriptor, &status) == 0) {
             handle_ = descriptor;
             size_ = static_cast<std::uint64_t>(status.st_size);
+            reserved_ = 0;
             hasTail_ = cannotMap_ = false;
             return Outcome::HELD;
         }
@@ -139,9 +140,12 @@ bool LockedFile::openWindow() {
     const auto page = static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
     const std::uint64_t start = size_ - size_ % page;
     const auto offset = static_cast<off_t>(start);
-    if (fallocate(descriptorOf(handle_), 0, offset, WINDOW_SIZE) == 0) {
-        void* mapped =
-            mmap(nullptr, WINDOW_SIZE, PROT_READ | PROT_WRITE, MAP_SHARED, descriptorOf(handle_), offset);
+    const int descriptor = descriptorOf(handle_);
+    const bool hasRoom = start + WINDOW_SIZE <= reserved_
+                             ? ftruncate(descriptor, offset + static_cast<off_t>(WINDOW_SIZE)) == 0
+                             : fallocate(descriptor, 0, offset, WINDOW_SIZE) == 0;
+    if (hasRoom) {
+        void* mapped = mmap(nullptr, WINDOW_SIZE, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, offset);
         if (mapped != MAP_FAILED) {
             window_ = static_cast<char*>(mapped);
             windowStart_ = start;
@@ -168,9 +172,11 @@ bool LockedFile::appendLines(const char* bytes, std::size_t count) {
 }
 
 void LockedFile::reserve(std::uint64_t bytes) {
-    if (bytes <= size_) return;
-    fallocate(descriptorOf(handle_), FALLOC_FL_KEEP_SIZE, static_cast<off_t>(size_),
-              static_cast<off_t>(bytes - size_));
+    const std::uint64_t start = reserved_ > size_ ? reserved_ : size_;
+    if (bytes <= start) return;
+    if (fallocate(descriptorOf(handle_), FALLOC_FL_KEEP_SIZE, static_cast<off_t>(start),
+                  static_cast<off_t>(bytes - start)) == 0)
+        reserved_ = bytes;
 }
 
 bool LockedFile::read(std::uint64_t offset, char* bytes, std::size_t count) const {
@@ -187,6 +193,7 @@ bool LockedFile::read(std::uint64_t offset, char* bytes, std::size_t count) cons
 
 bool LockedFile::truncate(std::uint64_t size) {
     closeWindow();
+    reserved_ = 0;
     if (ftruncate(descriptorOf(handle_), static_cast<off_t>(size)) != 0) return failFromErrno();
     size_ = size;
     return true;
