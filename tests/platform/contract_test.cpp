@@ -43,6 +43,16 @@ TEST(Contract, Outcomes) {
         mkdir new; mkdir new/below/ -> ok +new/below/=
         rmdir empty,empty/ -> ok -empty/
         del file -> ok -file
+        back file new -> ok -file +new=abc
+        back file locked -> ok -file locked=abc
+        back locked file -> ok -locked file=kept:444 | ok -locked file=kept:555
+        back missing file,new / twin missing new -> 2
+        back dir file,new / back file dir / twin dir new / discard dir -> 5
+        twin file new -> ok +new=abc
+        twin locked new -> ok +new=kept:444
+        twin file locked,dir -> 80
+        discard locked -> ok -locked
+        discard missing,missing/x -> ok
         chmod locked 644; del locked -> ok -locked
         open file r,rb,rt -> abc
         open file r+,r+b,rb+ -> abc, file=Xbc closed file=Xbc

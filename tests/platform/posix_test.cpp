@@ -1,10 +1,13 @@
 // What the device has no counterpart of: links, permissions, bytes in names, limits, other processes.
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <csignal>
 #include <functional>
 
 #include "platform/posix/host_path.h"
+#include "platform/utf8.h"
 #include "tests/platform/support/device.h"
 
 // Comes in the middle of a copy, in place of what sets the time of the new file.
@@ -69,6 +72,11 @@ TEST(Posix, OutcomesOnLinks) {
         open link w -> , closed dir/real=X
         open link at -> , dir/real=oldX closed dir/real=oldX
         del link / chmod dir/real 444; del link -> ok -link
+        back file link -> ok -file dir/real=new
+        back link file -> 5
+        twin link new -> ok +new=old
+        swap file link,none,dirlink / swap link file -> no
+        discard link -> ok -link
         del,rmdir none -> ok -none
         del dirlink / rmdir dirlink,dirlink/,dirlink// -> ok -dirlink
     )",
@@ -99,6 +107,12 @@ TEST(Posix, OutcomesOnPermissionsAndNames) {
         name file new; move new file -> yes -new
         own file; own other; chmod other 644; move file other -> yes -file other=old
         move file a*,missing/new,pipe,sealed,list / move missing,a*,pipe,list,sealed new -> no
+        swap other file -> yes file=new:640 other=old
+        swap other file; reswap other file -> yes file=old other=new:640
+        own file; swap other file; owner file -> 1
+        swap missing,list,pipe file / swap file missing,list,pipe,sealed -> no
+        own file; back other file; owner file -> 1
+        back pipe file / back other pipe -> 5
         chmod file 4644,2644; move file new / own file; move file new,other / own other; move file other -> no
         hard two file; move file,two new / hard two file; hard three file; move file two -> no
         move file file,list/../file / hard two file; move file file,list/../file -> no
@@ -177,6 +191,8 @@ TEST(Posix, AFileIsReplacedAsAWholeOrNotAtAllWhileOthersAreThere) {
     EXPECT_EQ(device(tree, {"copy", "source", "dir"}), "5 +dir/=");
     inTheMiddle = [] { return errno = EIO, -1; };
     EXPECT_EQ(device(tree, {"copy", "source", "target"}), "1117");
+    inTheMiddle = [] { return errno = ENOTTY, -1; };
+    EXPECT_EQ(device(tree, {"copy", "source", "target"}), "31");
     inTheMiddle = nullptr;
     EXPECT_EQ(tree.read("target"), "old");
     std::FILE* file = platform::fopen(tree.path("\\target").c_str(), "w");
@@ -184,6 +200,47 @@ TEST(Posix, AFileIsReplacedAsAWholeOrNotAtAllWhileOthersAreThere) {
     tree.write("target/");
     EXPECT_TRUE(std::fputc('n', file) == 'n' && std::fclose(file) != 0 && GetLastError() == 5);
     EXPECT_EQ(tree.list().size(), 4U);
+}
+
+// The room is there before it is needed, and what does not fit leaves the end where it was.
+TEST(Posix, AHeldFileHasItsRoomAndNoPartOfALine) {
+    const TempTree tree;
+    platform::LockedFile file;
+    ASSERT_EQ(file.create(widen(tree.path("\\held")).c_str()), platform::LockedFile::Outcome::HELD);
+    struct stat status = {};
+    file.reserve(1000000);
+    EXPECT_TRUE(stat((tree.root / "held").c_str(), &status) == 0 && status.st_blocks * 512 >= 1000000);
+    EXPECT_TRUE(file.append("first\n", 6));
+    rlimit limit = {};
+    getrlimit(RLIMIT_FSIZE, &limit);
+    const rlimit low = {8, limit.rlim_max};
+    const auto before = std::signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &low);
+    EXPECT_FALSE(file.append("second\n", 7) || file.appendLines("second\n", 7));
+    setrlimit(RLIMIT_FSIZE, &limit);
+    std::signal(SIGXFSZ, before);
+    EXPECT_EQ(GetLastError(), ERROR_FILE_TOO_LARGE);
+    EXPECT_EQ(tree.read("held"), "first\n");
+    EXPECT_TRUE(file.append("third\n", 6));
+    EXPECT_EQ(tree.read("held"), "first\nthird\n");
+}
+
+// What begins with no character of UTF-8 is 0; the others are as long as they are.
+TEST(Posix, TextIsUtf8AsFarAsItIsValid) {
+    for (const std::string text : {"a", "\x7F", "\xC2\x80", "\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF",
+                                   "\xEE\x80\x80", "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"}) {
+        std::string out = "<";
+        EXPECT_EQ(platform::nextAsUtf8((text + "\xBF").c_str(), text.size() + 1, &out), text.size());
+        EXPECT_EQ(out, "<" + text);
+        EXPECT_EQ(platform::nextAsUtf8(text.c_str(), text.size() - 1 + (text.size() == 1), &out),
+                  text.size() == 1);
+    }
+    std::string out;
+    for (const std::string text :
+         {"\x80\x80", "\xC1\xBF", "\xC2\x41", "\xE0\x9F\xBF", "\xE1\x80\x7F", "\xED\xA0\x80",
+          "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xFF"})
+        EXPECT_EQ(platform::nextAsUtf8(text.c_str(), text.size(), &out), 0U) << int(text[0]);
+    EXPECT_EQ(out, "");
 }
 
 TEST(Posix, LockFilesAndHandlesOfEachKind) {

@@ -112,6 +112,11 @@ inline std::string act(const TempTree& tree, const Words& words) {
     bool link = false;
     if (what == "link?") return platform::isLink(first.c_str(), &link) ? yes(link) : ok(FALSE);
     if (what == "move") return yes(platform::moveFileOver(first.c_str(), second.c_str()));
+    if (what == "back") return ok(platform::putBack(first.c_str(), second.c_str()));
+    if (what == "swap") return yes(platform::exchangeFiles(first.c_str(), second.c_str()));
+    if (what == "reswap") return yes(platform::exchangeBack(first.c_str(), second.c_str()));
+    if (what == "twin") return ok(platform::duplicate(first.c_str(), second.c_str()));
+    if (what == "discard") return ok(platform::discard(first.c_str()));
     if (what == "name") return ok(platform::giveSecondName(first.c_str(), second.c_str()));
     if (what == "create") {
         const HANDLE file = CreateFileW(first.c_str(), 0, FILE_SHARE_READ, nullptr, CREATE_NEW, 0, nullptr);
