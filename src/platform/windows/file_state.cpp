@@ -96,6 +96,8 @@ void CopySource::close() {
 }
 
 bool putBack(LPCWSTR copy, LPCWSTR target) {
+    const FileState source = stateOf(copy);
+    if (source.exists && !source.isFile) return fail(ERROR_ACCESS_DENIED);
     const DWORD attributes = liftReadOnly(target);
     constexpr DWORD FLAGS = MOVEFILE_REPLACE_EXISTING | MOVEFILE_COPY_ALLOWED | MOVEFILE_WRITE_THROUGH;
     if (MoveFileExW(copy, target, FLAGS) != FALSE) return true;
