@@ -29,7 +29,7 @@ struct FileState {
     std::uint32_t group = 0;
 };
 
-// What the path names now.
+// What the path names now. A path that the host has no name for exists and is no file, too.
 FileState stateOf(LPCWSTR path);
 
 // Whether CopyFileW and fopen for writing write in place, so that a kill can leave a part of a file under its

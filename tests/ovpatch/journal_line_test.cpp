@@ -39,6 +39,15 @@ TEST(JournalLine, ReadsBackWhatWasWritten) {
     }
 }
 
+TEST(JournalLine, MayHaveOnlyBegun) {
+    for (const std::string& begun :
+         {std::string(), std::string("OvJour"), std::string(3, '\0'), "OvJ" + std::string(3, '\0')})
+        EXPECT_TRUE(isHeadStart(begun.data(), begun.size())) << begun;
+    for (const std::string& other :
+         {std::string("OvX"), std::string("OvJ\0x", 5), std::string("x\0", 2), std::string(16384, 'O')})
+        EXPECT_FALSE(isHeadStart(other.data(), other.size())) << other.substr(0, 9);
+}
+
 TEST(JournalLine, NamesOnlyWhatARunWouldHaveMade) {
     for (const char* line : {"tree \"d\"", "tree \"OVSrc.tmp\\x\"", "drop \"d\\x\"", "dropTree \"d\"",
                              "add - \"d\\*\"", "swap - - \"d\\x\" \"d\\y\"", "put - \"d\\ovk0.tmp\" \"d\\x\"",

@@ -151,6 +151,7 @@ bool Journal::beginPut(const char* file) {
     if (!wanted_) return true;
     const platform::FileState old = stateOfFile(file);
     // What is no file is not written, and what cannot be kept must not be.
+    if (old.isUnknown) return false;
     if (old.exists && !old.isFile) return true;
     char keeper[JOURNAL_PATH_SIZE];
     if (!keeperName(file, keeper, sizeof keeper)) return false;
@@ -168,7 +169,7 @@ void Journal::endPut(const char* file) {
     // Where files are written in place, the disk must hold what the line tells.
     if (platform::canLeaveParts()) secure(file);
     const platform::FileState made = stateOfFile(file);
-    if (made.exists) tell({LineKind::MADE, {made}, {file}, 0});
+    if (made.exists && !made.isUnknown) tell({LineKind::MADE, {made}, {file}, 0});
 }
 
 void Journal::secure(const char* copy) const {

@@ -1,5 +1,6 @@
 #include "ovpatch/journal/journal_line.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstring>
 
@@ -255,7 +256,11 @@ HeadReading parseHead(const char* text, std::size_t length, JournalHead* out) {
 
 bool isHeadStart(const char* text, std::size_t length) {
     const std::size_t word = sizeof HEAD_WORD - 1;
-    return length < JOURNAL_LINE_SIZE && std::memcmp(text, HEAD_WORD, length < word ? length : word) == 0;
+    const auto isZero = [](char byte) { return byte == '\0'; };
+    const char* end = std::find(text, text + length, '\0');
+    const auto begun = static_cast<std::size_t>(end - text);
+    return begun < JOURNAL_LINE_SIZE && std::all_of(end, text + length, isZero) &&
+           std::memcmp(text, HEAD_WORD, begun < word ? begun : word) == 0;
 }
 
 bool parseLine(const char* text, std::size_t length, ReadJournalLine* out) {

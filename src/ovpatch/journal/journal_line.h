@@ -47,7 +47,7 @@ constexpr char JOURNAL_NAME[] = "OvJournal.txt";
 // A line with its line feed fits, or is none.
 constexpr std::size_t JOURNAL_LINE_SIZE = 16384;
 // Bytes, far more than any run needs; what is longer by more than such room is not read.
-constexpr std::uint64_t LONGEST_JOURNAL = 64u << 20;
+constexpr std::uint64_t LONGEST_JOURNAL = 63u << 20;
 constexpr std::uint64_t LARGEST_ROOM = 1u << 20;
 // The longest text of a line, terminator included: a path in any code page. That of the first line apart.
 constexpr std::size_t JOURNAL_PATH_SIZE = std::size_t{MAX_PATH} * 4;
@@ -108,7 +108,7 @@ std::size_t formatLine(const JournalLine& line, char* out);
 // `text` is a line of `length` bytes without its line feed. parseLine answers false for one that is not
 // exactly in the form above.
 HeadReading parseHead(const char* text, std::size_t length, JournalHead* out);
-// Whether `text` can be the beginning of a first line; no bytes can.
+// Whether `text` can be the beginning of a first line, with room behind it; no bytes can.
 bool isHeadStart(const char* text, std::size_t length);
 bool parseLine(const char* text, std::size_t length, ReadJournalLine* out);
 

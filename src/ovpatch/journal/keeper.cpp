@@ -19,11 +19,10 @@ constexpr unsigned MOST_KEEPERS = 1000;
 platform::FileState stateOfFile(const char* path) {
     const WidePath wide(path);
     platform::FileState state;
-    state.exists = state.isUnknown = true;
+    state.exists = true;
+    if (wide.fits()) state = platform::stateOf(wide.text());
     // What failed in passing is there at the second look.
-    for (int i = 0; i < 2 && wide.fits() && state.isUnknown; ++i)
-        state = platform::stateOf(wide.text());
-    return state;
+    return state.isUnknown ? platform::stateOf(wide.text()) : state;
 }
 
 bool keeperName(const char* file, char* out, std::size_t size) {

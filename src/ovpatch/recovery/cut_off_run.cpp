@@ -53,6 +53,11 @@ void putAside(Work* work) {
     UPDATER_ERROR(9, "recovery: %s cannot be put aside.", work->path);
 }
 
+bool hasNoLine(const platform::LockedFile& file) {
+    JournalReader lines(file);
+    return !lines.previous() && !lines.hasFailed();
+}
+
 // False when the journal tells nothing; then it has been taken care of.
 bool readHead(Work* work) {
     char text[JOURNAL_LINE_SIZE];
@@ -68,7 +73,7 @@ bool readHead(Work* work) {
                                     ? HeadReading::NO_HEAD
                                     : parseHead(text, static_cast<std::size_t>(end - text), &work->head);
     if (reading == HeadReading::KNOWN && work->file.size() <= LONGEST_JOURNAL + LARGEST_ROOM) return true;
-    if (end == nullptr && isHeadStart(text, length)) {
+    if (end == nullptr && isHeadStart(text, length) && hasNoLine(work->file)) {
         // It was cut off before it did anything.
         const WidePath path(work->path);
         if (path.fits()) work->file.remove(path.text());
@@ -175,8 +180,6 @@ void putRight(Work* work) {
     UPDATER_INFO(9, "recovery: a run was cut off, its journal is %s.", work->path);
     setRoot(work->head.workingDirectory, &work->root);
     work->hints.told = stateOfFile(work->path).seconds;
-    JournalReader lines(work->file);
-    if (lines.previous()) work->file.truncate(lines.end());
     // Nothing tells that the result was being written when the run stopped.
     const WidePath result(work->result);
     if (result.fits()) platform::tidyReplacement(result.text(), work->head.process);
@@ -190,9 +193,11 @@ void putRight(Work* work) {
         report(work);
     }
     const WidePath path(work->path);
-    if (work->left + work->unreadable != 0)
+    if (work->left + work->unreadable != 0) {
+        JournalReader lines(work->file);
+        if (lines.previous()) work->file.truncate(lines.end());
         putAside(work);
-    else if (!path.fits() || !work->file.remove(path.text()))
+    } else if (!path.fits() || !work->file.remove(path.text()))
         UPDATER_ERROR(9, "recovery: %s cannot be removed.", work->path);
 }
 

@@ -18,7 +18,8 @@ struct UndoHints {
     platform::FileState made;
     // The change may have been cut off in the middle: then its file may be a part.
     bool mayBePart;
-    // The same of the copy that it began with, whatever the host, with the time when the line was written.
+    // The same of the copy that it began with, whatever the host, with a time at which the line was not yet
+    // written.
     bool mayCopyBePart;
     std::int64_t told;  // seconds since 1970
 };

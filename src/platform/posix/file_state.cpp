@@ -97,13 +97,13 @@ FileState stateOf(LPCWSTR devicePath) {
     FileState state;
     char path[PATH_MAX];
     struct stat status;
-    state.exists = state.isUnknown = true;
+    state.exists = true;
     if (!toHost(devicePath, path)) return state;
     if (lstat(path, &status) != 0) {
-        state.exists = state.isUnknown = errno != ENOENT && errno != ENOTDIR;
+        state.exists = errno != ENOENT && errno != ENOTDIR;
+        state.isUnknown = state.exists && !platform::tellsMissing(deviceError(errno));
         return state;
     }
-    state.isUnknown = false;
     const bool isLink = S_ISLNK(status.st_mode);
     if (!isLink || stat(path, &status) == 0) state = stateFrom(status);
     state.isLink = isLink;

@@ -1,9 +1,11 @@
 #include "platform/locked_file.h"
 
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -48,6 +50,16 @@ bool isNamed(int descriptor, const char* path) {
 
 int descriptorOf(std::intptr_t handle) {
     return static_cast<int>(handle);
+}
+
+// On these a block that a file has is written in place, so that a store to a page that is there never needs
+// room. On others a page that has come to the disk needs a new place at the next store; where the disk is
+// full by then, that is a signal and not an error.
+bool writesInPlace(int descriptor) {
+    struct statfs system;
+    if (fstatfs(descriptor, &system) != 0) return false;
+    const auto type = static_cast<std::uint64_t>(system.f_type);
+    return type == EXT4_SUPER_MAGIC || type == TMPFS_MAGIC || type == XFS_SUPER_MAGIC;
 }
 
 // The process may be killed at any step: each line feed is stored after what stands before it.
@@ -133,14 +145,15 @@ bool LockedFile::append(const char* bytes, std::size_t count) {
     return true;
 }
 
-// Where all of the window's blocks and pages are there before it is written to, a full disk is met here, as a
-// failure, and not as the signal that a store to such a page would be.
+// All of the window's blocks and pages are there before it is written to: a full disk is met here.
 bool LockedFile::openWindow() {
     closeWindow();
+    const int descriptor = descriptorOf(handle_);
+    cannotMap_ = !writesInPlace(descriptor);
+    if (cannotMap_) return false;
     const auto page = static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
     const std::uint64_t start = size_ - size_ % page;
     const auto offset = static_cast<off_t>(start);
-    const int descriptor = descriptorOf(handle_);
     const bool hasRoom = start + WINDOW_SIZE <= reserved_
                              ? ftruncate(descriptor, offset + static_cast<off_t>(WINDOW_SIZE)) == 0
                              : fallocate(descriptor, 0, offset, WINDOW_SIZE) == 0;
@@ -151,7 +164,6 @@ bool LockedFile::openWindow() {
             windowStart_ = start;
             if (madvise(mapped, WINDOW_SIZE, POPULATE) == 0) return true;
         }
-        closeWindow();
         truncate(size_);
     }
     cannotMap_ = true;
@@ -193,9 +205,12 @@ bool LockedFile::read(std::uint64_t offset, char* bytes, std::size_t count) cons
 
 bool LockedFile::truncate(std::uint64_t size) {
     closeWindow();
-    reserved_ = 0;
     if (ftruncate(descriptorOf(handle_), static_cast<off_t>(size)) != 0) return failFromErrno();
     size_ = size;
+    // The room that was set aside has gone with what was cut off.
+    const std::uint64_t room = reserved_;
+    reserved_ = 0;
+    reserve(room);
     return true;
 }
 
@@ -219,6 +234,7 @@ bool LockedFile::remove(LPCWSTR devicePath) {
 }
 
 void LockedFile::release() {
+    reserved_ = 0;
     if (window_ != nullptr) truncate(size_);
     if (handle_ != -1) close(descriptorOf(handle_));
     handle_ = -1;

@@ -44,7 +44,8 @@ FileState stateOf(LPCWSTR path) {
     state.exists = true;
     if (GetFileAttributesExW(path, GetFileExInfoStandard, &data) == FALSE) {
         const DWORD error = GetLastError();
-        state.exists = state.isUnknown = error != ERROR_FILE_NOT_FOUND && error != ERROR_PATH_NOT_FOUND;
+        state.exists = error != ERROR_FILE_NOT_FOUND && error != ERROR_PATH_NOT_FOUND;
+        state.isUnknown = state.exists && !tellsMissing(error);
         return state;
     }
     state.isFile = (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
