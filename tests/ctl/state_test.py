@@ -1,7 +1,11 @@
 """What `ovpatchctl run`, `log`, `status` and `clean` tell and do, by what the situations of the whole runs leave."""
+import contextlib
 import fcntl
+import json
 import os
+import pty
 import re
+import shlex
 import signal
 import subprocess
 import sys
@@ -19,6 +23,9 @@ LOCK = "/tmp/PATCH-5CF3C8EF-8084-4af1-9E60-8EB894E951B7.lock"
 SETTINGS = "base/ovcfg.ini"
 WAITING = "ovpatchctl: another run is at work, waiting for it\n"  # another test's, perhaps
 COPY = re.compile(r".*/OV_Backup/\d+/\d+/backup\.[0-9a-z]{3}$")
+# Starts a program as somebody who needs rights, on mounts of its own, behind a command of the shell.
+PRIVATELY = ["unshare", "-m", "setpriv", "--bounding-set=-dac_override,-dac_read_search", "sh", "-c",
+             'eval "$0" && { "$@"; status=$?; chmod -R u=rwX,go=rX base dst; exit $status; }']
 CUT = "OvJournal 1 4711 \"/\"\n"
 
 
@@ -107,27 +114,38 @@ class Transcripts(Told):
         run, *words = head[2:].partition("|")[0].split()
         self.device.look()  # ovpatchctl has changed it
         _, tree = self.prepare(words, runs_test.fill(head.partition("|")[2], run), run)
-        self.device.lay(tree)
+        self.device.lay({path: entry._replace(mode=0o755) if entry and entry[0].startswith(b"#!") else entry
+                         for path, entry in tree.items()})
+
+    def lines_told(self, command, status, expected):
+        setup, _, command = command.replace("PROGRAM", PROGRAM).rpartition(" && ")
+        ended, told = None, ""
+        while ended is None or ended == 75 != status or "at work" in str(told) and "at work" not in expected:  # another test's run
+            ended, told, said = ctl(self.device, *shlex.split(command), through=[*PRIVATELY, setup] if setup else ())
+        self.assertEqual(ended, status, said)
+        if isinstance(told, dict):
+            told = re.sub(r'"(\w+)": ', r"\1: ", json.dumps(told, ensure_ascii=False)).replace("\\\\", "\\")
+        return told.split("\n") + [f"!! {line}" for line in said.replace(WAITING, "").splitlines()]
 
     def test_transcripts(self):
         """Word by word what a user reads."""
         steps = []
         for line in runs_test.lines_of("../ctl/transcripts.txt"):
+            if line[0] != "=":
+                line = re.sub(r"<(\d+)>", lambda length: runs_test.long_path(int(length[1])), line)
             steps.append([line]) if line[:2] in ("= ", "$ ") else steps[-1].append(line)
         for head, *expected in steps:
             if head[0] == "=":
                 self.lay_out(head)
                 continue
-            command, _, status = head[2:].partition(" -> ")
-            ended = told = None
-            while ended in (None, 75) or "at work" in told:  # a run of another test
-                ended, told, said = ctl(self.device, *command.replace("PROGRAM", PROGRAM).split())
-            seen = told.split("\n") + [f"!! {line}" for line in said.replace(WAITING, "").splitlines()]
+            command, status, first = re.fullmatch(r"\$ (.*) -> (\d+) ?(.*)", head).groups()
+            expected = [first] * bool(first) + expected
             pattern = "".join("(.*\n)*" if line == "..." else re.escape(runs_test.fill(line, "U1")).replace(r"<\*>", ".*") + "\n"
                               for line in expected)
             with self.subTest(head):
-                self.assertEqual(ended, int(status), said)
-                self.assertRegex("".join(f"{line}\n" for line in seen if line), f"\\A{pattern}\\Z")
+                if runs_test.MOUNTS or "&&" not in command:
+                    seen = self.lines_told(command, int(status), "".join(expected))
+                    self.assertRegex("".join(f"{line}\n" for line in seen if line), f"\\A{pattern}\\Z")
 
 
 class Moments(Told):
@@ -171,6 +189,34 @@ class Moments(Told):
         self.assertRegex(out, "OvPatch left no result: it was killed by signal 9\n.*again")
         self.assertNotIn("it wrote", out)
         self.assertEqual((waiting.returncode, RESULT in self.device.look()), (70, False))
+
+    @unittest.skipIf(WINDOWS, "terminals of a POSIX host")
+    def test_progress(self):
+        """A bar on a terminal follows the run through its undo, by either format of the log, and goes."""
+        orders = "+base/ovcfg.ini=[Debug]^Level={0}^html={1}^; CheckFileEx #2 await go; StartItem #3 await back; EndItem #2 answer 0"
+        for run, level, arguments in (("U1", 6, ()), ("R1", 6, ()), ("U1", 7, ()), ("U1", 6, ("--json",))):
+            self.device.look()
+            _, tree = self.prepare((), "+base/OV_Temp/1/2/sub/f=new;; " + orders.format(level, int(run == "R1")), run)
+            self.device.lay(tree)
+            ours, terminal = pty.openpty()
+            process = subprocess.Popen([CTL, "run", "base", "--program", PROGRAM, *arguments], cwd=self.device.directory,
+                                       stdout=subprocess.DEVNULL, stderr=terminal)
+            os.close(terminal)
+            seen, silent = "", level == 7 or arguments
+            for name, awaited in (("go", "2 of 5 files"), ("back", "5 of 5 files, now being undone"), (None, None)):
+                with contextlib.suppress(OSError):  # that is its end
+                    while not (awaited and (silent or seen.endswith(awaited))) and (part := os.read(ours, 999)):
+                        seen += part.decode()
+                if name:
+                    with open(os.path.join(self.device.directory, name.encode()), "w"):
+                        pass
+            os.close(ours)
+            self.assertEqual(process.wait(), 60)
+            erased, *bars = seen.split("\r\x1b[K") if seen else [""]
+            told = [f"[{'#' * (6 * n) + '.' * (30 - 6 * n)}] {n} of 5 files" for n in range(6)]
+            self.assertEqual((erased, bars[-1:], bars[:-1]), ("", [] if silent else [""], [bar for bar in (
+                *told, told[5] + ", now being undone") if bar in bars]))
+            self.assertTrue(silent or {told[2], told[5] + ", now being undone"} <= set(bars))
 
     def test_versions(self):
         """With what is told of them in numbers, as far as it is told."""

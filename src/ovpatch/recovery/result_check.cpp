@@ -13,11 +13,6 @@ namespace {
 
 constexpr std::int32_t RESULT_PATH_SIZE = 260;
 
-bool isUntouched(const platform::FileState& old, const platform::FileState& now) {
-    return old.exists && old.size == now.size && old.seconds == now.seconds &&
-           old.nanoseconds == now.nanoseconds && old.id == now.id;
-}
-
 bool isWritten(const char* resultFile, const platform::FileState& old, const char* text) {
     const platform::FileState now = stateOfFile(resultFile);
     if (!now.isFile || isUntouched(old, now)) return false;
@@ -28,6 +23,11 @@ bool isWritten(const char* resultFile, const platform::FileState& old, const cha
 }
 
 }  // namespace
+
+bool isUntouched(const platform::FileState& old, const platform::FileState& now) {
+    return old.exists && old.size == now.size && old.seconds == now.seconds &&
+           old.nanoseconds == now.nanoseconds && old.id == now.id;
+}
 
 bool resultPath(const char* baseDirectory, char* out) {
     if (CatURIWithFile(out, RESULT_PATH_SIZE, baseDirectory, "OV_Temp\\OvResult.ini") == 0) return true;

@@ -12,6 +12,9 @@ namespace ovpatch {
 // `out` is empty.
 bool resultPath(const char* baseDirectory, char* out);
 
+// Whether a file is what it was.
+bool isUntouched(const platform::FileState& old, const platform::FileState& now);
+
 // Whether the result file, which was of state `old` before, has been written since and holds `result`.
 bool isResultTold(const char* resultFile, const platform::FileState& old, std::int32_t result);
 

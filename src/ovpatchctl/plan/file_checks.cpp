@@ -42,6 +42,8 @@ std::optional<Refusal> refusesCopy(World* world, const std::string& source, cons
     }
     if (world->isReadOnly(target)) return Refusal{"read-only", "the file is read-only"};
     const ByteString directory = directoryPart(target.c_str());
+    if (directory.length() != 0 && !world->isDirectory(directory.cStr()))
+        return Refusal{"not-writable", "its directory is not there"};
     if (const char* reason = world->refusesEntries(directory.cStr())) return Refusal{"not-writable", reason};
     return std::nullopt;
 }

@@ -6,6 +6,7 @@
 #include "logging/log_settings.h"
 #include "ovpatch/journal/keeper.h"
 #include "ovpatch/manifest/number_text.h"
+#include "ovpatch/recovery/result_check.h"
 #include "ovpatchctl/files/base_directory.h"
 #include "ovpatchctl/log/log_file_choice.h"
 #include "ovpatchctl/log/log_records.h"
@@ -19,11 +20,6 @@ namespace {
 
 constexpr int VALUE_BASE_TOO_LONG = 1;
 constexpr int VALUE_LINE_TOO_LONG = 2;
-
-bool isUntouched(const platform::FileState& old, const platform::FileState& now) {
-    return old.exists && old.size == now.size && old.seconds == now.seconds &&
-           old.nanoseconds == now.nanoseconds && old.id == now.id;
-}
 
 std::int32_t readResult(const std::string& base, const platform::FileState& old) {
     const std::string path = belowBase(base, "OV_Temp\\OvResult.ini");

@@ -25,10 +25,9 @@ void readResult(BaseLook* look) {
     if (value != nullptr) look->result = value;
 }
 
-void lookAtDestinations(const UpdateStru& update, BaseLook* look) {
+void lookAtDestinations(const UpdateStru& update, BaseLook* look, Leftovers* leftovers) {
     std::vector<std::string> order;
     std::map<std::string, std::set<std::string>> written;  // by destination, the directories of its new files
-    Leftovers leftovers;
     for (std::uint32_t n = 0; n < update.itemCount; ++n) {
         const UpdateItem& item = update.items[n];
         if (*item.destination == '\0') continue;
@@ -36,7 +35,7 @@ void lookAtDestinations(const UpdateStru& update, BaseLook* look) {
         if (isNew) order.emplace_back(item.destination);
         char source[PATH_SIZE];
         if (itemSourceDir(update.orvellePath, item.itemClass, item.itemType, source, sizeof source) != 0)
-            findDirectories(source, asDirectory(item.destination), &entry->second, &leftovers);
+            findDirectories(source, asDirectory(item.destination), &entry->second, leftovers);
     }
     for (const std::string& destination : order)
         look->destinations.push_back(lookAtDestination(destination, written[destination]));
@@ -64,8 +63,8 @@ BaseLook lookAtBase(const std::string& base, LockHolder holder) {
     look.hasManifest = manifest.isRead();
     look.whyNoManifest = manifest.whyNot();
     readResult(&look);
-    if (look.hasManifest) lookAtDestinations(manifest.content(), &look);
     Leftovers leftovers;
+    if (look.hasManifest) lookAtDestinations(manifest.content(), &look, &leftovers);
     findTemporaries({asDirectory(base), asDirectory(belowBase(base, "OV_Temp"))}, &leftovers);
     look.temporaries = std::move(leftovers.temporaries);
     look.unlisted = std::move(leftovers.unlisted);

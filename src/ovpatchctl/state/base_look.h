@@ -3,6 +3,7 @@
 #define OVPATCH_OVPATCHCTL_STATE_BASE_LOOK_H
 
 #include <cstdint>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -24,7 +25,7 @@ struct BaseLook {
     std::string result;                         // the text of the last run's result; empty when there is none
     std::vector<DestinationLook> destinations;  // those that the manifest names, once each
     std::vector<std::string> temporaries;       // of the base itself, as those of a destination
-    std::vector<std::string> unlisted;
+    std::set<std::string> unlisted;  // directories that could not be read, those of the new files among them
 };
 
 // Opens the base (base_directory.h) and looks at it.

@@ -61,7 +61,7 @@ void readLedger(DestinationLook* look) {
     look->ledger = ledger.path();
     if (ledger.state() == ReadLedger::State::NO_PATH || ledger.state() == ReadLedger::State::UNREADABLE) {
         look->state = LedgerState::UNREADABLE;
-        look->whyUnreadable = look->ledger.empty() ? "path of the ledger does not fit" : errors.first();
+        look->whyUnreadable = look->ledger.empty() ? "the path of the ledger does not fit" : errors.first();
     }
     if (ledger.state() != ReadLedger::State::READ) return;
     look->state = LedgerState::READ;

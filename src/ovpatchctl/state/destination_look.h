@@ -44,7 +44,7 @@ struct DestinationLook {
     std::vector<std::string> strayCopies;  // that no record names
     std::vector<std::string> temporaries;  // files, and directories with a separator at the end, that a run
                                            // leaves only when it is cut off or does not end well
-    std::vector<std::string> unlisted;     // directories that could not be read: there may be more
+    std::set<std::string> unlisted;        // directories that could not be read: there may be more
 };
 
 // Looks at a destination of items. Temporary files are looked for there, where the ledger and its copies lie,

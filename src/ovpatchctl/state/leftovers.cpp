@@ -57,7 +57,7 @@ struct Entry {
 std::vector<Entry> entriesOf(const std::string& directory, Leftovers* out) {
     std::vector<Entry> entries;
     DirListing listing(directory.c_str());
-    if (!listing.isComplete()) out->unlisted.push_back(directory);
+    if (!listing.isComplete()) out->unlisted.insert(directory);
     while (listing.hasNext()) {
         const ByteString path = listing.nextPath();
         entries.push_back({baseName(path.cStr()).cStr(), listing.lastIsDirectory()});

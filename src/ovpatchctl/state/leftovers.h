@@ -11,7 +11,7 @@ namespace ovpatch::ctl {
 struct Leftovers {
     std::vector<std::string> copies;       // files with a backup copy's name
     std::vector<std::string> temporaries;  // files; directories with a separator at the end
-    std::vector<std::string> unlisted;     // directories that could not be read to their end
+    std::set<std::string> unlisted;        // directories that could not be read to their end
 };
 
 // Adds the temporary files that lie in each of the directories, and the staging directories of old agents.

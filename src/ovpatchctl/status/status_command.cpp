@@ -74,7 +74,7 @@ void tellJournal(const JournalLook& journal, Teller& teller) {
     teller.remarkAll("the journal of a run that could not be put right wholly: ", journal.keptAside);
 }
 
-void tellUnlisted(const std::vector<std::string>& directories, Teller& teller) {
+void tellUnlisted(const std::set<std::string>& directories, Teller& teller) {
     for (const std::string& directory : directories)
         teller.remark("cannot be read: " + shown(directory), STATUS_UNREADABLE);
 }
@@ -135,7 +135,7 @@ void tellDestination(const DestinationLook& destination, bool isUnsettled, Telle
                                                                    : "its ledger cannot be read"));
     if (destination.state == LedgerState::UNREADABLE)
         teller.remark(
-            shown(destination.ledger) + ": " +
+            (destination.ledger.empty() ? "" : shown(destination.ledger) + ": ") +
                 (destination.whyUnreadable.empty() ? "cannot be read" : shown(destination.whyUnreadable)),
             STATUS_UNREADABLE);
     for (const RecordedItem& item : destination.items)

@@ -38,7 +38,8 @@ Json textOrNull(const std::string& text) {
     return text.empty() ? Json(nullptr) : Json(utf8(text));
 }
 
-Json listOf(const std::vector<std::string>& texts) {
+template <typename Texts>
+Json listOf(const Texts& texts) {
     Json out = Json::array();
     for (const std::string& text : texts)
         out.push_back(utf8(text));
