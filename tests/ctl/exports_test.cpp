@@ -29,6 +29,17 @@ struct Image {
         }
     }
 
+    // Rows, parted by ";", of an offset, a width and values; all hexadecimal.
+    void lay(const std::string& rows) {
+        std::istringstream in(rows);
+        for (std::string row; std::getline(in, row, ';');) {
+            std::istringstream numbers(row);
+            std::size_t offset = 0, width = 0, value = 0;
+            for (numbers >> std::hex >> offset >> width; numbers >> value; offset += width)
+                put(offset, static_cast<unsigned>(width), {value});
+        }
+    }
+
     // What it is, and what it exports of what is wanted.
     std::string told() const {
         WantedNames names(WANTED);
@@ -128,31 +139,23 @@ TEST(Exports, OfElf) {
         404 4 8 ELF, 64 bits, processor 999: plain)");
 }
 
-// Addresses of the second section are 0x3000 more than offsets.
-Image pe(bool is64, std::uint16_t machine) {
+// Addresses of the second section are 0x3000 more than offsets; `head` is what depends on the width.
+Image pe(const std::string& head) {
     Image image = {"MZ"};
-    image.put(0x3c, 4, {0x80});
-    image.text(0x80, "PE");
-    image.put(0x84, 2, {machine, 2});
-    image.put(0x94, 2, {is64 ? 0xf0u : 0xe0u, 0x2000, is64 ? 0x20bu : 0x10bu});
-    image.put(is64 ? 0x104 : 0xf4, 4, {16, 0x3410});
-    image.put((is64 ? 0x188 : 0x178) + 12, 4, {0x1000, 0x100, 0x300});
-    image.put((is64 ? 0x1b0 : 0x1a0) + 12, 4, {0x3400, 0x200, 0x400});
-    image.put(0x424, 4, {3, 4, 0x3440, 0x3450, 0x3460});
-    image.put(0x440, 4, {1, 0, 1});
-    image.put(0x450, 4, {0x3480, 0x3490, 0x34a0, 0x34b0});
-    image.put(0x460, 2, {2, 1, 0, 0});
-    image.text(0x480, "plain");
-    image.text(0x490, "empty");
-    image.text(0x4a0, "weak");
-    image.text(0x4b0, "unwanted");
-    image.put(0x5ff, 1, {0});
+    std::size_t at = 0x470;
+    for (const char* name : {"plain", "empty", "weak", "unwanted"})
+        image.text(at += 0x10, name);
+    image.lay(head +
+              "3c 4 80; 80 4 4550; 424 4 3 4 3440 3450 3460; 440 4 1 0 1; 450 4 3480 3490 34a0 34b0;"
+              "460 2 2 1 0 0; 5ff 1 0");
     return image;
 }
 
 TEST(Exports, OfPe) {
-    pe(false, 0x14c).expect("0 1 4d PE, 32 bits, x86: plain weak");
-    pe(true, 0x8664).expect(R"(0 1 4d PE, 64 bits, x86-64: plain weak
+    pe("84 2 14c 2; 94 2 e0 2000 10b; f4 4 10 3410; 184 4 1000 100 300; 1ac 4 3400 200 400;")
+        .expect("0 1 4d PE, 32 bits, x86: plain weak");
+    pe("84 2 8664 2; 94 2 f0 2000 20b; 104 4 10 3410; 194 4 1000 100 300; 1bc 4 3400 200 400;")
+        .expect(R"(0 1 4d PE, 64 bits, x86-64: plain weak
         83 1 1 damaged
         86 2 61 damaged
         97 1 0 program

@@ -1,50 +1,30 @@
 #include "ovpatchctl/plan/start_plan.h"
 
 #include "fileops/file_tests.h"
-#include "fileops/paths.h"
 #include "foundation/bounded.h"
 #include "foundation/patch_session.h"
 #include "foundation/tokenizer.h"
 #include "ini/kx_ini_util.h"
-#include "logging/log_hub.h"
 #include "logging/logger.h"
 #include "ovpatch/agent/agent_api.h"
 #include "ovpatch/journal/journal_line.h"
-#include "ovpatch/ledger/backup_paths.h"
 #include "ovpatch/manifest/manifest_reader.h"
 #include "ovpatch/manifest/number_text.h"
 #include "ovpatch/result_codes.h"
+#include "ovpatchctl/files/base_directory.h"
 #include "ovpatchctl/plan/agent_plan.h"
 #include "ovpatchctl/plan/rollback_plan.h"
 #include "ovpatchctl/plan/update_plan.h"
 #include "ovpatchctl/plan/world.h"
 #include "ovpatchctl/report/exit_status.h"
 #include "ovpatchctl/report/texts.h"
+#include "ovpatchctl/state/captured_errors.h"
 
 namespace ovpatch::ctl {
 
 namespace {
 
 constexpr char MANIFEST[] = "OV_Temp\\OvPatch.ini";
-constexpr std::int32_t LOWEST_LEVEL = 0;
-
-// Keeps the first error that the rooms tell.
-class FirstError : public LogListener {
-public:
-    FirstError() { attachErrorListener(this, LOWEST_LEVEL); }
-    ~FirstError() override { detachErrorListener(this); }
-    FirstError(const FirstError&) = delete;
-    FirstError& operator=(const FirstError&) = delete;
-
-    std::int32_t handle(LogEvent* event) override {
-        if (text_.empty()) text_ = event->text();
-        return 0;
-    }
-    const std::string& text() const { return text_; }
-
-private:
-    std::string text_;
-};
 
 // The records of a manifest, for as long as they are needed.
 struct Manifest {
@@ -65,20 +45,16 @@ std::string settleBase(const std::string& argument) {
     return base;
 }
 
-std::string below(const std::string& base, const char* file) {
-    char path[PATH_SIZE];
-    return CatURIWithFile(path, sizeof path, base.c_str(), file) == 0 ? path : std::string();
-}
-
 void checkBase(World* world, Plan* plan) {
-    const std::string result = below(plan->base, "OV_Temp");
+    const std::string result = belowBase(plan->base, "OV_Temp");
     if (world->at(result) != Stand::DIRECTORY)
         plan->result.reset();
     else if (world->refusesEntries(result) != nullptr)
         plan->remark("result", "the result cannot be written here", result);
-    if (const char* reason = world->makeDirectory(below(plan->base, "OV_Log")))
-        plan->remark("log", std::string("the log cannot be written: ") + reason, below(plan->base, "OV_Log"));
-    const std::string journal = below(plan->base, JOURNAL_NAME);
+    if (const char* reason = world->makeDirectory(belowBase(plan->base, "OV_Log")))
+        plan->remark("log", std::string("the log cannot be written: ") + reason,
+                     belowBase(plan->base, "OV_Log"));
+    const std::string journal = belowBase(plan->base, JOURNAL_NAME);
     if (patchSession().recovery != 0 && world->at(journal) != Stand::NOTHING) {
         plan->isCutOff = true;
         plan->remark(
@@ -92,19 +68,20 @@ void checkBase(World* world, Plan* plan) {
 void planItems(KxIniUtil& document, World* world, Plan* plan) {
     const bool isRollback = plan->action == Action::ROLLBACK;
     Manifest manifest;
-    FirstError error;
+    const CapturedErrors errors;
     const std::int32_t read = phaseIniForUpdate(document, &manifest.update);
     if (read < 0)
-        return plan->fail("manifest", RESULT_INVALID, "the manifest lacks something: " + shown(error.text()),
-                          below(plan->base, MANIFEST));
+        return plan->fail("manifest", RESULT_INVALID,
+                          "the manifest lacks something: " + shown(errors.first()),
+                          belowBase(plan->base, MANIFEST));
     if (read > 0)
         return plan->fail("no-items", isRollback ? RESULT_NO_ROLLBACK_ITEMS : RESULT_NO_UPDATE_ITEMS,
-                          "the manifest has no items", below(plan->base, MANIFEST));
+                          "the manifest has no items", belowBase(plan->base, MANIFEST));
     const std::int32_t generation = manifest.update.patchAgentVersion;
     if (generation != OLD_GENERATION && generation != NEW_GENERATION)
         return plan->fail("generation", RESULT_INVALID,
                           "patchagent.version names no known generation of agents",
-                          below(plan->base, MANIFEST));
+                          belowBase(plan->base, MANIFEST));
     plan->backup = manifest.update.backup != 0;
     planAgent(manifest.update.patchAgentFile, generation, plan);
     if (generation == OLD_GENERATION) planStaging(manifest.update, world);
@@ -112,7 +89,7 @@ void planItems(KxIniUtil& document, World* world, Plan* plan) {
 }
 
 void planManifest(World* world, Plan* plan) {
-    const std::string path = below(plan->base, MANIFEST);
+    const std::string path = belowBase(plan->base, MANIFEST);
     if (path.empty())
         return plan->fail("base-too-long", RESULT_NO_ACTION, "the path of the manifest is too long",
                           plan->base);
