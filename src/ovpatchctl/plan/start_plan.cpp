@@ -25,6 +25,7 @@ namespace ovpatch::ctl {
 namespace {
 
 constexpr char MANIFEST[] = "OV_Temp\\OvPatch.ini";
+constexpr char RESULT[] = "OV_Temp\\OvResult.ini";
 
 // The records of a manifest, for as long as they are needed.
 struct Manifest {
@@ -47,7 +48,7 @@ std::string settleBase(const std::string& argument) {
 
 void checkBase(World* world, Plan* plan) {
     const std::string result = belowBase(plan->base, "OV_Temp");
-    if (world->at(result) != Stand::DIRECTORY)
+    if (belowBase(plan->base, RESULT).empty() || world->at(result) != Stand::DIRECTORY)
         plan->result.reset();
     else if (world->refusesEntries(result) != nullptr)
         plan->remark("result", "the result cannot be written here", result);
@@ -55,7 +56,7 @@ void checkBase(World* world, Plan* plan) {
         plan->remark("log", std::string("the log cannot be written: ") + reason,
                      belowBase(plan->base, "OV_Log"));
     const std::string journal = belowBase(plan->base, JOURNAL_NAME);
-    if (patchSession().recovery != 0 && world->at(journal) != Stand::NOTHING) {
+    if (!journal.empty() && patchSession().recovery != 0 && world->at(journal) != Stand::NOTHING) {
         plan->isCutOff = true;
         plan->remark(
             "cut-off",
