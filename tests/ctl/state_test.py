@@ -197,7 +197,6 @@ class Moments(Told):
         """A bar on a terminal follows the run through its undo, by either format of the log, and goes."""
         orders = "+base/ovcfg.ini=[Debug]^Level={0}^html={1}^; CheckFileEx #2 await go; StartItem #3 await back; EndItem #2 answer 0"
         for run, level, arguments in (("U1", 6, ()), ("R1", 6, ()), ("U1", 7, ()), ("U1", 6, ("--json",))):
-            self.device.look()
             _, tree = self.prepare((), "+base/OV_Temp/1/2/sub/f=new;; " + orders.format(level, int(run == "R1")), run)
             self.device.lay(tree)
             ours, terminal = pty.openpty()
@@ -214,6 +213,7 @@ class Moments(Told):
                         pass
             os.close(ours)
             self.assertEqual(process.wait(), 60)
+            self.device.look()
             erased, *bars = seen.split("\r\x1b[K") if seen else [""]
             told = [f"[{'#' * (6 * n) + '.' * (30 - 6 * n)}] {n} of 5 files" for n in range(6)]
             self.assertEqual((erased, bars[-1:], bars[:-1]), ("", [] if silent else [""], [bar for bar in (
