@@ -39,6 +39,12 @@ bool isSuccess(const std::string& message) {
     return message == "updateWithPatchAgent: done." || message == "rollbackWithPatchAgent: done.";
 }
 
+// A remark can look like a cause: settings that cannot be read like a manifest.
+const KnownLine* causeIn(const LogRecord& record) {
+    return knownLine(LineRole::REMARK, record.message) == nullptr ? knownLine(LineRole::CAUSE, record.message)
+                                                                  : nullptr;
+}
+
 RunAction actionOf(const LogRun& run) {
     RunAction action = RunAction::UNKNOWN;
     for (const LogRecord& record : run.records) {
@@ -56,7 +62,7 @@ std::int32_t resultOf(const LogRun& run) {
     for (const LogRecord& record : run.records) {
         if (isSuccess(record.message)) return RESULT_DONE;
         if (isUndo(record.message)) break;
-        if (const KnownLine* line = knownLine(LineRole::CAUSE, record.message)) result = line->result;
+        if (const KnownLine* line = causeIn(record)) result = line->result;
     }
     return result;
 }
@@ -64,7 +70,7 @@ std::int32_t resultOf(const LogRun& run) {
 // The first one that leads to the result: what follows are the steps that gave up because of it.
 std::size_t causeOf(const LogRun& run, std::int32_t result) {
     for (std::size_t i = 0; i < run.records.size() && !isUndo(run.records[i].message); ++i) {
-        const KnownLine* line = knownLine(LineRole::CAUSE, run.records[i].message);
+        const KnownLine* line = causeIn(run.records[i]);
         if (line != nullptr && line->result == result) return i;
     }
     return NO_RECORD;
