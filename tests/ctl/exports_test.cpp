@@ -56,14 +56,14 @@ struct Image {
         }
     }
 
-    // Rows of offset, width and value (hexadecimal) that are put in, and what the file then is. Cut short
+    // Rows, parted by ";", of offset, width and value that are put in, and what the file then is. Cut short
     // anywhere it is damaged.
     void expect(const std::string& rows) const {
         std::istringstream in(rows);
         std::size_t offset = 0, value = 0;
         unsigned width = 0;
         for (std::string row;
-             in >> std::hex >> offset >> width >> value && std::getline(in >> std::ws, row);) {
+             in >> std::hex >> offset >> width >> value && std::getline(in >> std::ws, row, ';');) {
             Image changed = *this;
             changed.put(offset, width, {value});
             EXPECT_EQ(changed.told(), row) << std::hex << offset;
@@ -121,22 +121,13 @@ TEST(Exports, OfElf) {
         elf(32, true, isGnu, 8).expect("0 1 7f ELF, 32 bits, MIPS, high byte first: guarded plain weak");
         elf(64, true, isGnu, 22).expect("0 1 7f ELF, 64 bits, s390, high byte first: guarded plain weak");
     }
-    elf(64, false, true, 999).expect(R"(0 1 7f ELF, 64 bits, processor 999: guarded plain weak
-        4 1 3 damaged
-        4 1 0 damaged
-        5 1 0 damaged
-        5 1 3 damaged
-        10 1 2 program
-        20 4 fffff000 damaged
-        36 2 37 damaged
-        38 2 2 program
-        d0 4 600 damaged
-        100 4 9 ELF, 64 bits, processor 999:
-        108 4 1600 damaged
-        108 4 fff damaged
-        148 4 8000001 program
-        218 4 80 damaged
-        404 4 8 ELF, 64 bits, processor 999: plain)");
+    elf(64, false, true, 999)
+        .expect(
+            "0 1 7f ELF, 64 bits, processor 999: guarded plain weak; 4 1 3 damaged; 4 1 0 damaged; "
+            "5 1 0 damaged; 5 1 3 damaged; 10 1 2 program; 20 4 fffff000 damaged; 36 2 37 damaged; "
+            "38 2 2 program; d0 4 600 damaged; 100 4 9 ELF, 64 bits, processor 999:; 108 4 1600 damaged; "
+            "108 4 fff damaged; 148 4 8000001 program; 218 4 80 damaged; "
+            "404 4 8 ELF, 64 bits, processor 999: plain");
 }
 
 // Addresses of the second section are 0x3000 more than offsets; `head` is what depends on the width.
@@ -155,18 +146,11 @@ TEST(Exports, OfPe) {
     pe("84 2 14c 2; 94 2 e0 2000 10b; f4 4 10 3410; 184 4 1000 100 300; 1ac 4 3400 200 400;")
         .expect("0 1 4d PE, 32 bits, x86: plain weak");
     pe("84 2 8664 2; 94 2 f0 2000 20b; 104 4 10 3410; 194 4 1000 100 300; 1bc 4 3400 200 400;")
-        .expect(R"(0 1 4d PE, 64 bits, x86-64: plain weak
-        83 1 1 damaged
-        86 2 61 damaged
-        97 1 0 program
-        98 2 10c damaged
-        104 4 0 PE, 64 bits, x86-64:
-        108 4 0 PE, 64 bits, x86-64:
-        108 4 3600 damaged
-        108 4 fff damaged
-        424 4 2 damaged
-        428 4 0 PE, 64 bits, x86-64:
-        428 4 1 PE, 64 bits, x86-64: plain)");
+        .expect(
+            "0 1 4d PE, 64 bits, x86-64: plain weak; 83 1 1 damaged; 86 2 61 damaged; 97 1 0 program; "
+            "98 2 10c damaged; 104 4 0 PE, 64 bits, x86-64:; 108 4 0 PE, 64 bits, x86-64:; "
+            "108 4 3600 damaged; 108 4 fff damaged; 424 4 2 damaged; 428 4 0 PE, 64 bits, x86-64:; "
+            "428 4 1 PE, 64 bits, x86-64: plain");
 }
 
 }  // namespace
