@@ -24,8 +24,8 @@ LOCK = "/tmp/PATCH-5CF3C8EF-8084-4af1-9E60-8EB894E951B7.lock"
 SETTINGS = "base/ovcfg.ini"
 WAITING = "ovpatchctl: another run is at work, waiting for it\n"  # another test's, perhaps
 COPY = re.compile(r".*/OV_Backup/\d+/\d+/backup\.[0-9a-z]{3}$")
-# Starts a program as somebody who needs rights, on mounts of its own, behind a command of the shell.
-PRIVATELY = ["unshare", "-m", "setpriv", "--bounding-set=-dac_override,-dac_read_search", "sh", "-c",
+# Starts a program as somebody who needs rights, behind a command of the shell, on mounts and with a lock of its own.
+PRIVATELY = ["unshare", "-m", "setpriv", "--bounding-set=-dac_override,-dac_read_search", "sh", "-c", 'mount -t tmpfs none /tmp && '
              'eval "$0" && { "$@"; status=$?; chmod -R u=rwX,go=rX base dst; exit $status; }']
 # Sanitizers and other processors' programs need more room than a limit leaves.
 IS_PLAIN = not LAUNCHER and b"__asan_init" not in read_file(os.fsencode(CTL)).content
@@ -215,7 +215,7 @@ class Moments(Told):
             os.close(ours)
             self.assertEqual(process.wait(), 60)
             self.device.look()
-            erased, *bars = seen.split("\r\x1b[K") if seen else [""]
+            erased, *bars = seen.replace(WAITING.replace("\n", "\r\n"), "").split("\r\x1b[K")
             told = [f"[{'#' * (6 * n) + '.' * (30 - 6 * n)}] {n} of 5 files" for n in range(6)]
             self.assertEqual((erased, bars[-1:], bars[:-1]), ("", [] if silent else [""], [bar for bar in (
                 *told, told[5] + ", now being undone") if bar in bars]))
