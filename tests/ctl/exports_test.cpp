@@ -94,7 +94,7 @@ Image elf(unsigned bits, bool isHighFirst, bool isGnu, std::uint16_t machine) {
               {isGnu ? 0x6ffffef5u : 4u, 0x1400, 5, 0x1300, 6, 0x1200, 10, 0x80, 0x6ffffffb, 1, 0, 0, 5});
     at = 0x200;
     std::istringstream symbols(
-        "unwanted 1 0 1 1 local 0 0 1 1 plain 1 0 1 1 internal 1 1 1 1 hidden 1 2 1 1"
+        "internals 1 0 1 1 local 0 0 1 1 plain 1 0 1 1 internal 1 1 1 1 hidden 1 2 1 1"
         " absent 1 0 0 1 empty 1 0 1 0 guarded 1 3 1 1 weak 2 0 1 1");
     unsigned binding = 0, visibility = 0, section = 0, value = 0;
     for (std::string text; symbols >> text >> binding >> visibility >> section >> value;) {
@@ -134,7 +134,7 @@ TEST(Exports, OfElf) {
 Image pe(const std::string& head) {
     Image image = {"MZ"};
     std::size_t at = 0x470;
-    for (const char* name : {"plain", "empty", "weak", "unwanted"})
+    for (const char* name : {"plain", "empty", "weak", "internals"})
         image.text(at += 0x10, name);
     image.lay(head +
               "3c 4 80; 80 4 4550; 424 4 3 4 3440 3450 3460; 440 4 1 0 1; 450 4 3480 3490 34a0 34b0;"
