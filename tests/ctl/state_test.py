@@ -129,19 +129,26 @@ class Transcripts(Told):
         self.assertEqual(ended, status, said)
         if isinstance(told, dict):
             told = re.sub(r'"(\w+)": ', r"\1: ", json.dumps(told, ensure_ascii=False)).replace("\\\\", "\\")
+            told = re.sub(r"(?<=\{)\w+: (null|\[\]), ", "", re.sub(r", \w+: (null|\[\])(?=[,}])", "", told))
+            told = re.sub(r'"([^",:;{}\[\] ]+)"', r"\1", told)
         return told.split("\n") + [f"!! {line}" for line in said.replace(WAITING, "").splitlines()]
 
     def test_transcripts(self):
         """Word by word what a user reads."""
         steps = []
         for line in runs_test.lines_of("../ctl/transcripts.txt"):
-            if line[0] != "=":
-                line = re.sub(r"<(\d+)>", lambda length: runs_test.long_path(int(length[1])), line)
-            steps.append([line]) if line[:2] in ("= ", "$ ") else steps[-1].append(line)
+            if line[:2] in ("= ", "$ "):
+                steps.append([line])
+            elif line[:2] == "| ":  # it goes on
+                steps[-1][-1] += line[1:]
+            else:
+                steps[-1].append(line)
         for head, *expected in steps:
             if head[0] == "=":
                 self.lay_out(head)
                 continue
+            head, *expected = (re.sub(r"<(\d+)>", lambda length: runs_test.long_path(int(length[1])), line)
+                               for line in (head, *expected))
             command, status, first = re.fullmatch(r"\$ (.*) -> (\d+) ?(.*)", head).groups()
             expected = [first] * bool(first) + expected
             pattern = "".join("(.*\n)*" if line == "..." else re.escape(runs_test.fill(line, "U1")).replace(r"<\*>", ".*") + "\n"

@@ -84,7 +84,6 @@ void removeAdded(const char* path) {
     bool known = true;
     // A name that differs in case only is another file's.
     if (!pathExists(path, &known) && known) return;
-    keepRemoved(path);
     if (removeTree(path, nullptr, nullptr) != FILEOP_OK) removeTree(path, nullptr, nullptr);
 }
 

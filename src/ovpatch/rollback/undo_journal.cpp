@@ -6,37 +6,23 @@
 
 namespace ovpatch {
 
-namespace {
-
-// Tells the change and makes the copy that it names, beside `stem`.
-void keep(const FileChange& change, const char* stem) {
-    char keeper[JOURNAL_PATH_SIZE];
-    if (!keeperName(stem, keeper, sizeof keeper) || !journal().change(change, keeper)) return;
-    if (!change.old.exists) return;
-    const WidePath file(change.file);
-    const WidePath copy(keeper);
-    if (file.fits() && copy.fits() && platform::duplicate(file.text(), copy.text()) && journal().drop(keeper))
-        journal().secure(keeper);
-    else
-        journal().nothing();
-}
-
-}  // namespace
-
-void keepRemoved(const char* file) {
-    if (!journal().isOpen()) return;
-    const platform::FileState state = stateOfFile(file);
-    if (state.isFile && !state.isLink) keep({LineKind::REMOVE, state, {}, nullptr, file}, file);
-}
-
 void keepReplaced(const char* copy, const char* file) {
     if (!journal().isOpen()) return;
     const platform::FileState saved = stateOfFile(copy);
     const platform::FileState state = stateOfFile(file);
     // Where the copy is but another name of the file, only that name goes.
     const bool isOne = state.id != 0 && state.id == saved.id && state.device == saved.device;
-    if (saved.isFile && (state.isFile || !state.exists) && !isOne)
-        keep({LineKind::RESTORE, state, saved, copy, file}, copy);
+    char keeper[JOURNAL_PATH_SIZE];
+    if (!saved.isFile || (state.exists && !state.isFile) || isOne ||
+        !keeperName(copy, keeper, sizeof keeper) ||
+        !journal().change({LineKind::RESTORE, state, saved, copy, file}, keeper) || !state.exists)
+        return;
+    const WidePath kept(file);
+    const WidePath to(keeper);
+    if (kept.fits() && to.fits() && platform::duplicate(kept.text(), to.text()) && journal().drop(keeper))
+        journal().secure(keeper);
+    else
+        journal().nothing();
 }
 
 bool exchangeTold(const char* copy, const char* file) {

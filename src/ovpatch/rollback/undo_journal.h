@@ -4,9 +4,9 @@
 
 namespace ovpatch {
 
-// Tells that `file` is about to be deleted, and that `copy` is about to be moved over `file`, and keeps what
-// stands there until the run is over. The undoing goes on where that cannot be done.
-void keepRemoved(const char* file);
+// Tells that `copy` is about to be moved over `file`, and keeps what stands there until the run is over. The
+// undoing goes on where that cannot be done. (What a run has added needs no such word: its line holds good
+// when the file is gone.)
 void keepReplaced(const char* copy, const char* file);
 
 // Moves `copy` over `file` as keepReplaced and moveTree would, in one step of the host that needs no room on

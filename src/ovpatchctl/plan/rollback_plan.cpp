@@ -3,7 +3,6 @@
 #include <memory>
 
 #include "fileops/paths.h"
-#include "foundation/patch_session.h"
 #include "foundation/tokenizer.h"
 #include "ovpatch/agent/agent_api.h"
 #include "ovpatch/agent/item_bracket.h"
@@ -65,8 +64,6 @@ bool RollbackPlanner::saveState(const std::string& path) {
     const char* reason = names_.takeName();
     const Stand stands = world_->at(path);
     if (path.size() >= PATH_SIZE) reason = "its path is too long";
-    if (patchSession().recovery != 0 && stateOfFile(path.c_str()).isUnknown)
-        reason = "the journal cannot tell what it is";
     if (stands == Stand::UNKNOWN || stands == Stand::NOT_READABLE) {
         // A link to nothing counts as gone.
         const platform::FileState state = stateOfFile(path.c_str());
