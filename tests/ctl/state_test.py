@@ -26,7 +26,7 @@ WAITING = "ovpatchctl: another run is at work, waiting for it\n"  # another test
 COPY = re.compile(r".*/OV_Backup/\d+/\d+/backup\.[0-9a-z]{3}$")
 # Starts a program as somebody who needs rights, behind a command of the shell, on mounts and with a lock of its own.
 PRIVATELY = ["unshare", "-m", "setpriv", "--bounding-set=-dac_override,-dac_read_search", "sh", "-c",
-             f'[ -e {LOCK} ] || : >{LOCK}; mount --bind agent.orders {LOCK} && eval "$0" && {{ "$@"; status=$?; '
+             f'[ -e {LOCK} ] || (umask 0; : >{LOCK}); mount --bind agent.orders {LOCK} && eval "$0" && {{ "$@"; status=$?; '
              'chmod -R u=rwX,go=rX base dst; exit $status; }']
 # Sanitizers and other processors' programs need more room than a limit leaves.
 IS_PLAIN = not LAUNCHER and b"__asan_init" not in read_file(os.fsencode(CTL)).content

@@ -32,7 +32,7 @@ WORDS = {"gen": ("old", "new"), "other": ("new", "old"), "Patch": ("Patch", "Act
             for n, name in enumerate(CLASSES, 1)}}
 
 # Starts a program that cannot have the lock.
-WITHOUT_LOCK = ["unshare", "-m", "sh", "-c", "mount -t tmpfs none /tmp && mkdir /tmp/PATCH-5CF3C8EF-8084-4af1-9E60-8EB894E951B7.lock"
+WITHOUT_LOCK = ["unshare", "-m", "sh", "-c", "mount -t tmpfs none /tmp && ln -s x /tmp/PATCH-5CF3C8EF-8084-4af1-9E60-8EB894E951B7.lock"
                 ' && exec "$@"', "-"]
 MOUNTS = not WINDOWS and subprocess.run([*WITHOUT_LOCK, "true"], stderr=subprocess.DEVNULL, check=False).returncode == 0
 
@@ -237,7 +237,9 @@ class Others(Runs):
             self.device.lay({**now, "go": file("")})
             self.assertEqual([self.device.wait(first), self.device.wait(second)], [0, 0])
             tree = self.device.look()
-            writers = [process for _, process in RECORD.findall(self.device.decode(tree.pop(LOG).content))]
+            log = self.device.decode(tree.pop(LOG).content)
+            writers = [process for _, process in RECORD.findall(log)]
+            self.assertEqual(log.count("the lock cannot be had"), 2 * bool(through))
             calls = tree.pop("agent.calls").content
             self.assertEqual((len(set(writers)), calls[:len(calls) // 2]), (2, calls[len(calls) // 2:]))
             if not through:  # which it tells
