@@ -175,6 +175,7 @@ TEST(PosixDeathTest, InADoubleByteCodePageAPairIsOneUnitAndItsTrailByteNoSeparat
         for (std::size_t i = 0, at = 0; i < lengths.size(); at += lengths[i++] == '2' ? 2 : 1)
             units += static_cast<WCHAR>(lengths[i] == '2' ? byte(at) * 256 + byte(at + 1) : byte(at));
         EXPECT_TRUE(widen(text) == units && narrow(units) == text);
+        EXPECT_EQ(widen("\x83\x41").size(), page == "1252" ? 2U : 1U);
         for (const WideText& foreign : {WideText(TEXT("a\u0141")), WideText{0x8330}, WideText{0x2040}})
             EXPECT_TRUE(narrow(foreign).empty() && !DeleteFileW(foreign.c_str()) && GetLastError() == 1113);
         if (page != "1252")

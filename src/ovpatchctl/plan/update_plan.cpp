@@ -4,7 +4,6 @@
 
 #include "fileops/copy.h"
 #include "fileops/dir_listing.h"
-#include "fileops/file_tests.h"
 #include "fileops/paths.h"
 #include "foundation/patch_session.h"
 #include "ovpatch/agent/agent_loader.h"
@@ -221,10 +220,7 @@ void planStaging(const UpdateStru& update, World* world) {
         return;
     if (world->makeDirectory(area) == nullptr) world->makeFile(file);
     char own[OVPATCH_PATH_SIZE];
-    bool known = true;
-    if (update.patchAgentFile == nullptr || !agentIniPath(update.patchAgentFile, own) ||
-        (!pathExists(own, &known) && known))
-        return;
+    if (update.patchAgentFile == nullptr || !agentIniPath(update.patchAgentFile, own)) return;
     for (const char* directory : {destination, static_cast<const char*>(patchSession().baseDirectory)}) {
         if (joinPath(file, sizeof file, directory, "PatchDll.ini") == 0 && !refusesCopy(world, own, file))
             world->copyFile(own, file);
