@@ -119,7 +119,7 @@ TEST(Posix, OutcomesOnPermissionsAndNames) {
         swap other file -> yes file=new:640 other=old
         swap other file; reswap other file -> yes file=old other=new:640
         own file; swap other file; owner file -> 1
-        swap missing,list,pipe file / swap file missing,list,pipe,sealed -> no
+        swap missing,list,pipe,file file / swap file missing,list,pipe,sealed -> no
         own file; back other file; owner file -> 1
         back pipe file / back other pipe -> 5
         chmod file 4644,2644; move file new / own file; move file new,other / own other; move file other -> no
