@@ -70,22 +70,6 @@ class Situations(PlanAndRun):
         self.play_rows(("U1", "R0") if WINDOWS else ("U0", "U1", "R0", "R1"))  # where each run takes long
 
 
-class Remarks(PlanAndRun):
-    def test_agents(self):
-        """What is no library is told apart from a damaged one."""
-        for content, told in (("M", "no library"), ("any text", "no library"), ("\177ELF", "damaged")):
-            tree = Story(ENGINE, changes={"common.patchagent": "own/agent.so"}).tree()
-            plan, _ = self.foretold(with_directories({**tree, "own/agent.so": file(content)}))
-            self.assertIn(f"the agent is {told}", plan["findings"][0]["text"])
-
-    def test_many_failures(self):
-        """A plan's search for failures ends, and says so."""
-        tree = Story(ENGINE).tree()
-        tree.update({f"{place}/{n}": entry for n in range(200) for place, entry in (("base/OV_Temp/2/31", file("")), ("dst", None))})
-        self.device.lay(tree)
-        self.assertIn("\nremark: there may be more that fails: the search ends here\n", ctl(self.device, "plan", "base")[1])
-
-
 class RandomTrees(PlanAndRun):
     NAMES = [directory + name for directory in ("", "a/", "a/b/", "c d/") for name in ("x", "y.bin", "z,1", "a")]
     PLACES = ("dst", "dst2", "dst2/a", "new/place/", "base/OV_Temp/2/31", "base/OV_Temp/1/2", "base/OV_Temp/3/5")
