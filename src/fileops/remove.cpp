@@ -157,10 +157,7 @@ std::int32_t removeEntry(const char* path, FileOpCallback callback, FileOpRecord
 }
 
 bool removeFileAtOnce(const char* path) {
-    if (isEmpty(path)) return false;
-    ByteString bare(path);
-    normalizeSlashes(bare);
-    return removeAtOnce(bare, Removal{nullptr, nullptr, nullptr});
+    return !isEmpty(path) && removeAtOnce(ByteString(path), Removal{nullptr, nullptr, nullptr});
 }
 
 std::int32_t unlink(const char* path, FileOpCallback callback, FileOpRecord* record) {

@@ -1,7 +1,5 @@
 #include "ovpatchctl/plan/update_plan.h"
 
-#include <cstring>
-
 #include "fileops/copy.h"
 #include "fileops/dir_listing.h"
 #include "fileops/paths.h"
@@ -214,7 +212,6 @@ void planStaging(const UpdateStru& update, World* world) {
     char area[OVPATCH_PATH_SIZE];
     char file[OVPATCH_PATH_SIZE];
     const char* destination = update.items[0].destination;
-    if (std::strlen(destination) >= OVPATCH_PATH_SIZE) return;
     if (joinPath(area, sizeof area, destination, "OVSrc.tmp\\") != 0 ||
         joinPath(file, sizeof file, area, "KxuPatch.ini") != 0)
         return;

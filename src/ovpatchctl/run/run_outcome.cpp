@@ -24,7 +24,7 @@ constexpr int VALUE_LINE_TOO_LONG = 2;
 std::int32_t readResult(const std::string& base, const platform::FileState& old) {
     const std::string path = belowBase(base, "OV_Temp\\OvResult.ini");
     const platform::FileState now = stateOfFile(path.c_str());
-    if (path.empty() || !now.isFile || isUntouched(old, now)) return NO_RESULT;
+    if (!now.isFile || isUntouched(old, now)) return NO_RESULT;
     KxIniUtil document(path.c_str(), ';', false);
     document.setReadOnly();
     const char* value = document.getValue(nullptr, "result");
