@@ -30,7 +30,6 @@ PRIVATELY = ["unshare", "-m", "setpriv", "--bounding-set=-dac_override,-dac_read
              'chmod -R u=rwX,go=rX base dst; exit $status; }']
 # Sanitizers and other processors' programs need more room than a limit leaves.
 IS_PLAIN = not LAUNCHER and b"__asan_init" not in read_file(os.fsencode(CTL)).content
-CUT = "OvJournal 1 4711 \"/\"\n"
 
 
 def unescaped(text):
@@ -251,8 +250,7 @@ class Moments(Told):
         log = "\n\nInfo:  P[1] T[1] \nOvPatch action ready.\n\nError:  P[1"
         tree = {**Story(ENGINE).tree(), "base/OV_Log/KxuDump.txt": file(log), "bare/OV_Temp": None, "plain": None,
                 "dst/OV_Backup/OvBackup.ini": file("[common]\nitemcount=1\npatchagent.version=1\n")}
-        cut = {**tree, "base/OvJournal.txt": file(CUT), "dst/OV_Backup/2/31/backup.000": file("needed")}
-        aside = {**tree, "base/OvJournal.txt.old": file(CUT), "dst/OV_Backup/1/2/backup.00z": file("needed")}
+        aside = {**tree, "base/OvJournal.txt.old": file("OvJournal 1 4711 \"/\"\n"), "dst/OV_Backup/1/2/backup.00z": file("needed")}
         for layout, command, status, said in (
                 (tree, "", 64, "subcommand is required"), (tree, "--version", 0, ""), (tree, "log", 64, "BASE is required"),
                 (tree, "log gone", 66, "no such"), (tree, "plan gone", 66, "no such directory: gone"),
@@ -260,10 +258,9 @@ class Moments(Told):
                 (tree, "log base --run=-1", 0, ""), (tree, "status gone", 66, "no such directory: gone"),
                 (tree, "status plain", 0, ""), (Story(ENGINE).tree(), "status base", 0, ""),
                 (tree, "status base", 2, ""), (tree, "clean base", 2, ""),
-                (tree, "clean dst --yes", 64, "wants the base"), (cut, "clean base --yes", 2, "was cut off"),
-                (aside, "clean base --yes", 2, "could not be put right wholly"), (tree, "run gone", 66, "no such directory: gone"),
-                (tree, "run bare", 66, "there is no manifest: bare"), (tree, "run base --timeout x", 64, "timeout"),
-                (tree, "run base --program gone/p", 71, "the program cannot be: gone/p")):
+                (tree, "clean dst --yes", 64, "wants the base"), (aside, "clean base --yes", 2, "could not be put right wholly"),
+                (tree, "run gone", 66, "no such directory: gone"), (tree, "run bare", 66, "there is no manifest: bare"),
+                (tree, "run base --timeout x", 64, "timeout"), (tree, "run base --program gone/p", 71, "the program cannot be: gone/p")):
             with self.subTest(command):
                 self.device.lay(with_directories(layout))
                 before = {path: entry for path, entry in self.device.look().items() if path != RESULT}

@@ -40,12 +40,11 @@ TEST(JournalLine, ReadsBackWhatWasWritten) {
 }
 
 TEST(JournalLine, MayHaveOnlyBegun) {
-    for (const std::string& begun :
-         {std::string(), std::string("OvJour"), std::string(3, '\0'), "OvJ" + std::string(3, '\0')})
-        EXPECT_TRUE(isHeadStart(begun.data(), begun.size())) << begun;
-    for (const std::string& other :
-         {std::string("OvX"), std::string("OvJ\0x", 5), std::string("x\0", 2), std::string(16384, 'O')})
-        EXPECT_FALSE(isHeadStart(other.data(), other.size())) << other.substr(0, 9);
+    using namespace std::string_literals;
+    for (const std::string& text : {""s, "OvJour"s, "\0\0\0"s, "OvJ\0\0\0"s})
+        EXPECT_TRUE(isHeadStart(text.data(), text.size())) << text;
+    for (const std::string& text : {"OvX"s, "OvJ\0x"s, "x\0"s, std::string(16384, 'O')})
+        EXPECT_FALSE(isHeadStart(text.data(), text.size())) << text.substr(0, 9);
 }
 
 TEST(JournalLine, NamesOnlyWhatARunWouldHaveMade) {

@@ -2,6 +2,7 @@
 #include <atomic>
 #include <chrono>
 #include <thread>
+#include <tuple>
 
 #include "tests/platform/support/device.h"
 
@@ -69,6 +70,14 @@ TEST(Contract, Outcomes) {
         EXPECT_EQ(MultiByteToWideChar(CP_ACP, MB_PRECOMPOSED, "abc", -1, wide, capacity), answer);
         EXPECT_EQ(WideCharToMultiByte(CP_ACP, 0, TEXT("abc"), -1, text, capacity, nullptr, nullptr), answer);
         EXPECT_TRUE(answer != 0 || GetLastError() == 122);
+    }
+    for (const auto& [page, size, capacity] : {std::tuple(99U, -1, 5), {CP_ACP, 0, 5}, {CP_ACP, -1, -1}}) {
+        SetLastError(ERROR_SUCCESS);
+        EXPECT_EQ(MultiByteToWideChar(page, MB_PRECOMPOSED, "xyz", size, wide, capacity), 0);
+        EXPECT_EQ(GetLastError(), 87U);
+        SetLastError(ERROR_SUCCESS);
+        EXPECT_EQ(WideCharToMultiByte(page, 0, TEXT("xyz"), size, text, capacity, nullptr, nullptr), 0);
+        EXPECT_EQ(GetLastError(), 87U);
     }
     EXPECT_EQ(narrow(wide) + text, "abcabc");
     EXPECT_TRUE(wide[4] == '~' && text[4] == '~');
