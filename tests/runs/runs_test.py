@@ -296,7 +296,6 @@ class Others(Runs):
         for run, place, mode, result, line in (
                 ("U1", "base/OV_Temp/1/2", "0", 16, "E OvPatch: base\\OV_Temp\\1\\2\\ cannot be read, error 5."),
                 ("U1", "base/OV_Temp/1/2/sub", "0", 16, "E OvPatch: base\\OV_Temp\\1\\2\\sub\\ cannot be read, error 5."),
-                ("U1", "dst", "333", 0, "I writeResult: done."),
                 ("U1", "base", "555", 0, "E journal: base\\OvJournal.txt cannot be made, the run goes on without it."),
                 ("R1", "dst/new1.bin", "0", 16, "E rollbackItem: dst\\new1.bin cannot be saved.")):
             close = f'chmod {mode} "$0"; "$@"; status=$?; chmod u=rwX,go=rX "$0"; exit $status'

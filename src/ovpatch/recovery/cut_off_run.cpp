@@ -132,9 +132,19 @@ void undo(Work* work) {
     UndoHints hints = work->hints;
     if (line.kind == LineKind::PUT && std::strcmp(work->madePath, line.texts[1]) != 0)
         hints.made = platform::FileState();
-    const Undone outcome = undoLine(line, hints);
-    if (outcome == Undone::BACK) ++work->back;
-    if (outcome == Undone::LEFT) ++work->left;
+    Undone undone = undoLine(line, hints);
+    if (undone.outcome == Outcome::FAILED) {
+        // A call may have failed in passing.
+        const Undone again = undoLine(line, hints);
+        if (again.stays == nullptr) undone = again;
+    }
+    if (undone.outcome == Outcome::BACK) ++work->back;
+    if (undone.stays == nullptr) return;
+    ++work->left;
+    if (undone.outcome == Outcome::CHANGED)
+        UPDATER_ERROR(9, "recovery: %s was changed since, it stays.", undone.stays);
+    else
+        UPDATER_ERROR(9, "recovery: %s cannot be put back.", undone.stays);
 }
 
 bool undoesNothing(LineKind kind) {
@@ -197,7 +207,7 @@ void putRight(Work* work) {
         JournalReader lines(work->file);
         if (lines.previous()) work->file.truncate(lines.end());
         putAside(work);
-    } else if (!path.fits() || !work->file.remove(path.text()))
+    } else if (!path.fits() || (!work->file.remove(path.text()) && !work->file.remove(path.text())))
         UPDATER_ERROR(9, "recovery: %s cannot be removed.", work->path);
 }
 
@@ -210,7 +220,9 @@ void putCutOffRunRight(const char* baseDirectory) {
     resultPath(baseDirectory, work.result);
     const WidePath path(work.path);
     if (!path.fits()) return;
-    switch (work.file.hold(path.text())) {
+    platform::LockedFile::Outcome held = work.file.hold(path.text());
+    if (held == platform::LockedFile::Outcome::NOT_OPENED) held = work.file.hold(path.text());
+    switch (held) {
         case platform::LockedFile::Outcome::HELD:
             if (readHead(&work)) putRight(&work);
             return;

@@ -33,14 +33,15 @@ bool discardFile(const char* path) {
     return wide.fits() && platform::discard(wide.text());
 }
 
+constexpr Undone AS_BEFORE = {Outcome::AS_BEFORE, nullptr};
+constexpr Undone BACK = {Outcome::BACK, nullptr};
+
 Undone changed(const char* path) {
-    UPDATER_ERROR(9, "recovery: %s was changed since, it stays.", path);
-    return Undone::LEFT;
+    return {Outcome::CHANGED, path};
 }
 
 Undone failed(const char* path) {
-    UPDATER_ERROR(9, "recovery: %s cannot be put back.", path);
-    return Undone::LEFT;
+    return {Outcome::FAILED, path};
 }
 
 // A file, what it was, what the change made of it, and where it was saved.
@@ -77,11 +78,11 @@ bool isOurCopy(const Change& change, const FileState& copy, const UndoHints& hin
 Undone undoNew(const Change& change, const UndoHints& hints) {
     const FileState now = stateOfFile(change.file);
     const FileState copy = stateOfFile(change.copy);
-    Undone outcome = Undone::AS_BEFORE;
+    Undone outcome = AS_BEFORE;
     if (now.exists) {
         if (change.made == nullptr || now.isLink || !isMade(change, now)) return changed(change.file);
         if (!discardFile(change.file)) return failed(change.file);
-        outcome = Undone::BACK;
+        outcome = BACK;
     }
     const bool ours = copy.isFile && (copy.size == 0 || hints.mayBePart);
     return !ours || discardFile(change.copy) ? outcome : failed(change.copy);
@@ -95,21 +96,21 @@ Undone undoChange(const Change& change, const UndoHints& hints) {
     if (isOld(change, now, copyIsGood)) {
         const bool isNew = change.made != nullptr && same(copy, *change.made);
         const bool ours = copyIsGood || isNew || isOurCopy(change, copy, hints);
-        return !ours || discardFile(change.copy) ? Undone::AS_BEFORE : failed(change.copy);
+        return !ours || discardFile(change.copy) ? AS_BEFORE : failed(change.copy);
     }
     if (!isMade(change, now)) return changed(change.file);
     const WidePath from(change.copy);
     const WidePath to(change.file);
     const bool done = copyIsGood && from.fits() && to.fits() && platform::putBack(from.text(), to.text());
-    return done ? Undone::BACK : failed(change.file);
+    return done ? BACK : failed(change.file);
 }
 
 Undone undoAdd(const JournalLine& line, const UndoHints& hints) {
     const FileState now = stateOfFile(line.texts[0]);
-    if (!now.exists) return Undone::AS_BEFORE;
+    if (!now.exists) return AS_BEFORE;
     if (now.isLink || !now.isFile || (!hints.mayBePart && !same(now, line.states[0])))
         return changed(line.texts[0]);
-    return discardFile(line.texts[0]) ? Undone::BACK : failed(line.texts[0]);
+    return discardFile(line.texts[0]) ? BACK : failed(line.texts[0]);
 }
 
 // Gives what was moved over the file its own name again, before the file gets its old content back.
@@ -149,13 +150,12 @@ Undone undoSwap(const JournalLine& line) {
     const char* file = line.texts[1];
     const FileState now = stateOfFile(file);
     const FileState other = stateOfFile(copy);
-    if (!same(now, line.states[1]) || !same(other, line.states[0])) return Undone::AS_BEFORE;
+    if (!same(now, line.states[1]) || !same(other, line.states[0])) return AS_BEFORE;
     // A host without numbers exchanges nothing.
-    if (now.id == 0 || now.id == line.states[0].id) return Undone::AS_BEFORE;
+    if (now.id == 0 || now.id == line.states[0].id) return AS_BEFORE;
     const WidePath from(copy);
     const WidePath to(file);
-    return from.fits() && to.fits() && platform::exchangeBack(from.text(), to.text()) ? Undone::BACK
-                                                                                      : failed(file);
+    return from.fits() && to.fits() && platform::exchangeBack(from.text(), to.text()) ? BACK : failed(file);
 }
 
 Undone undoPut(const JournalLine& line, const UndoHints& hints) {
@@ -167,12 +167,21 @@ bool isLink(const char* path) {
     return stateOfFile(path).isLink;
 }
 
+// When it cannot be told at first, it is asked once more.
+bool isThereAsDirectory(const char* path) {
+    bool known = true;
+    const bool is = isDirectory(path, &known);
+    return (known ? is : isDirectory(path)) && !isLink(path);
+}
+
 Undone undoDirectory(const char* path) {
-    if (!isDirectory(path) || isLink(path)) return Undone::AS_BEFORE;
+    if (!isThereAsDirectory(path)) return AS_BEFORE;
     const WidePath wide(path);
-    if (wide.fits() && RemoveDirectoryW(wide.text()) != FALSE) return Undone::AS_BEFORE;
+    // Whatever fails in passing is worth another try.
+    if (wide.fits() && (RemoveDirectoryW(wide.text()) != FALSE || RemoveDirectoryW(wide.text()) != FALSE))
+        return AS_BEFORE;
     UPDATER_INFO(6, "recovery: directory %s stays.", path);
-    return Undone::AS_BEFORE;
+    return AS_BEFORE;
 }
 
 bool removeAll(const ByteString& directory) {
@@ -188,7 +197,7 @@ bool removeAll(const ByteString& directory) {
 }
 
 Undone undoTree(const char* path) {
-    if (!isDirectory(path) || isLink(path) || removeAll(ByteString(path))) return Undone::AS_BEFORE;
+    if (!isThereAsDirectory(path) || removeAll(ByteString(path))) return AS_BEFORE;
     return failed(path);
 }
 
@@ -214,7 +223,7 @@ Undone undoLine(const JournalLine& line, const UndoHints& hints) {
         case LineKind::PUT:
             return undoPut(line, hints);
         default:
-            return Undone::AS_BEFORE;
+            return AS_BEFORE;
     }
 }
 

@@ -6,10 +6,16 @@
 
 namespace ovpatch {
 
-enum class Undone {
+enum class Outcome {
     AS_BEFORE,  // there was nothing to undo, or it leaves no file behind that comes back
     BACK,       // a file is as it was before
-    LEFT,       // it could not be undone; the log says why
+    CHANGED,    // somebody has changed the file since: it stays
+    FAILED,     // the device refuses, or the copy is gone
+};
+
+struct Undone {
+    Outcome outcome;
+    const char* stays;  // the path of what stays, the line's or null
 };
 
 // What is known beside the line.
@@ -24,9 +30,9 @@ struct UndoHints {
     std::int64_t told;  // seconds since 1970
 };
 
-// Undoes the line, whose paths lead from here. May be repeated, also after it was cut off anywhere. A file
-// that is neither as it was before the change nor as the change left it is somebody's, and stays with its
-// copies.
+// Undoes the line, whose paths lead from here. May be repeated, also after it failed or was cut off anywhere.
+// A file that is neither as it was before the change nor as the change left it is somebody's, and stays with
+// its copies.
 Undone undoLine(const JournalLine& line, const UndoHints& hints);
 
 }  // namespace ovpatch

@@ -127,6 +127,9 @@ std::int32_t runPatchSession(const char* baseDirectory, bool alone) {
         exitValue = EXIT_RUN;
         openJournal(baseDirectory, alone);
         result = runAction(baseDirectory);
+    } else {
+        // The result goes where one may stand that tells of a run that was cut off right after it.
+        putCutOffRunRight(baseDirectory);
     }
     endRun(baseDirectory, result);
     if (logger != nullptr) {

@@ -76,13 +76,20 @@ bool isTemporary(const char* name, DWORD process) {
            std::strcmp(name, ".tmp") == 0;
 }
 
-void removeTemporaries(const char* directory, DWORD process) {
+// False when one may be left.
+bool removeTemporaries(const char* directory, DWORD process) {
     DIR* entries = opendir(*directory == '\0' ? "." : directory);
-    if (entries == nullptr) return;
+    if (entries == nullptr) return false;
+    bool done = true;
+    errno = 0;
     while (const dirent* entry = readdir(entries)) {
-        if (isTemporary(entry->d_name, process)) unlinkat(dirfd(entries), entry->d_name, 0);
+        if (isTemporary(entry->d_name, process) && unlinkat(dirfd(entries), entry->d_name, 0) != 0)
+            done = false;
+        errno = 0;
     }
+    done = done && errno == 0;
     closedir(entries);
+    return done;
 }
 
 }  // namespace
@@ -157,7 +164,8 @@ void tidyReplacement(LPCWSTR target, DWORD process) {
     char* name = std::strrchr(path, '/');
     name = name == nullptr ? path : name + 1;
     *name = '\0';
-    removeTemporaries(path, process);
+    // Whatever fails in passing is worth another try.
+    if (!removeTemporaries(path, process)) removeTemporaries(path, process);
 }
 
 void tidyMove(LPCWSTR source) {
@@ -165,7 +173,8 @@ void tidyMove(LPCWSTR source) {
     char aside[PATH_MAX + 8];
     if (!toHost(source, path)) return;
     // A second name that was on its way out had not gone yet.
-    if (std::snprintf(aside, sizeof aside, "%s.ovp", path) < PATH_MAX)
+    if (std::snprintf(aside, sizeof aside, "%s.ovp", path) >= PATH_MAX) return;
+    if (renameat2(AT_FDCWD, aside, AT_FDCWD, path, RENAME_NOREPLACE) != 0 && errno != ENOENT)
         renameat2(AT_FDCWD, aside, AT_FDCWD, path, RENAME_NOREPLACE);
 }
 

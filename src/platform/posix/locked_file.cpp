@@ -112,17 +112,21 @@ LockedFile::Outcome LockedFile::hold(LPCWSTR devicePath) {
                                                                        : Outcome::NOT_OPENED;
         }
         struct stat status;
-        const bool isFile = fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
-        if (isFile && lock(descriptor, LOCK_EX) && isNamed(descriptor, path.cStr()) &&
-            fstat(descriptor, &status) == 0) {
+        const bool isKnown = fstat(descriptor, &status) == 0;
+        const bool isOther = isKnown && !S_ISREG(status.st_mode);
+        // What is waited for may grow meanwhile.
+        const bool isLocked =
+            isKnown && !isOther && lock(descriptor, LOCK_EX) && fstat(descriptor, &status) == 0;
+        if (isLocked && isNamed(descriptor, path.cStr())) {
             handle_ = descriptor;
             size_ = static_cast<std::uint64_t>(status.st_size);
             reserved_ = 0;
             hasTail_ = cannotMap_ = false;
             return Outcome::HELD;
         }
+        if (!isLocked && !isOther) failFromErrno();
         close(descriptor);
-        if (!isFile) return Outcome::NO_FILE;
+        if (!isLocked) return isOther ? Outcome::NO_FILE : Outcome::NOT_OPENED;
     }
 }
 

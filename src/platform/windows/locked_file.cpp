@@ -16,6 +16,13 @@ HANDLE openAlone(LPCWSTR path, DWORD disposition) {
                        FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
 }
 
+platform::LockedFile::Outcome whyNotOpened() {
+    using Outcome = platform::LockedFile::Outcome;
+    const DWORD error = GetLastError();
+    return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND ? Outcome::MISSING
+                                                                          : Outcome::NOT_OPENED;
+}
+
 bool seek(HANDLE file, std::uint64_t offset) {
     LARGE_INTEGER position;
     position.QuadPart = static_cast<LONGLONG>(offset);
@@ -41,7 +48,7 @@ LockedFile::Outcome LockedFile::create(LPCWSTR path) {
 
 LockedFile::Outcome LockedFile::hold(LPCWSTR path) {
     const DWORD attributes = GetFileAttributesW(path);
-    if (attributes == INVALID_FILE_ATTRIBUTES) return Outcome::MISSING;
+    if (attributes == INVALID_FILE_ATTRIBUTES) return whyNotOpened();
     if ((attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT)) != 0)
         return Outcome::NO_FILE;
     HANDLE file = openAlone(path, OPEN_EXISTING);
@@ -49,15 +56,12 @@ LockedFile::Outcome LockedFile::hold(LPCWSTR path) {
         Sleep(WAIT_STEP);
         file = openAlone(path, OPEN_EXISTING);
     }
-    if (file == INVALID_HANDLE_VALUE) {
-        const DWORD error = GetLastError();
-        return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND ? Outcome::MISSING
-                                                                              : Outcome::NOT_OPENED;
-    }
+    if (file == INVALID_HANDLE_VALUE) return whyNotOpened();
     LARGE_INTEGER size;
-    if (GetFileType(file) != FILE_TYPE_DISK || GetFileSizeEx(file, &size) == FALSE) {
+    const bool isFile = GetFileType(file) == FILE_TYPE_DISK;
+    if (!isFile || GetFileSizeEx(file, &size) == FALSE) {
         CloseHandle(file);
-        return Outcome::NO_FILE;
+        return isFile ? Outcome::NOT_OPENED : Outcome::NO_FILE;
     }
     handle_ = reinterpret_cast<std::intptr_t>(file);
     size_ = static_cast<std::uint64_t>(size.QuadPart);
