@@ -87,6 +87,8 @@ TEST(Posix, OutcomesOnLinks) {
         twin link new -> ok +new=old
         swap file link,none,dirlink / swap link file -> no
         discard link -> ok -link
+        put link.ovp x; tidy link -> ok
+        put gone.ovp x; tidy gone -> ok -gone.ovp +gone=x
         del,rmdir none -> ok -none
         del dirlink / rmdir dirlink,dirlink/,dirlink// -> ok -dirlink
     )",

@@ -109,21 +109,21 @@ static const char* own(long* path) {
     return (const char*)*path;
 }
 
-/* Five numbers are handed on whatever the call takes, and one comes back. `bad` is what it answers when it
+/* Six numbers are handed on whatever the call takes, and one comes back. `bad` is what it answers when it
  * fails, with these errors in turn; a third parameter that is a size can be halved. */
 #define WRAP(what, name, path, bad, ...)                                                 \
-    long wrap_##name(long a, long b, long c, long d, long e) __asm__(#name);             \
-    long wrap_##name(long a, long b, long c, long d, long e) {                           \
-        static long (*next)(long, long, long, long, long);                               \
+    long wrap_##name(long a, long b, long c, long d, long e, long f) __asm__(#name);     \
+    long wrap_##name(long a, long b, long c, long d, long e, long f) {                   \
+        static long (*next)(long, long, long, long, long, long);                         \
         static const int list[] = {__VA_ARGS__};                                         \
         const Errors errors = {list, sizeof list / sizeof *list};                        \
         if (next == NULL) *(void**)&next = dlsym(RTLD_NEXT, #name);                      \
         const char* const told = path;                                                   \
         const int error = fault(__builtin_return_address(0), what, #name, told, errors); \
-        if (error == LAST && strstr(#name, "write") != NULL) next(a, b, c / 2, d, e);    \
+        if (error == LAST && strstr(#name, "write") != NULL) next(a, b, c / 2, d, e, f); \
         if (error == LAST) syscall(SYS_kill, syscall(SYS_getpid), SIGKILL);              \
-        if (error <= 0) return next(a, b, error == HALF && c > 1 ? c / 2 : c, d, e);     \
-        if (strcmp(#name, "close") == 0) (void)next(a, b, c, d, e);                      \
+        if (error <= 0) return next(a, b, error == HALF && c > 1 ? c / 2 : c, d, e, f);  \
+        if (strcmp(#name, "close") == 0) (void)next(a, b, c, d, e, f);                   \
         errno = error;                                                                   \
         return bad;                                                                      \
     }
@@ -172,6 +172,7 @@ WRAP(CALL, futimens, "", -1, EIO, EPERM)
 WRAP(CALL, ftruncate64, "", -1, EIO, EINTR)
 WRAP(CALL, fallocate64, "", -1, ENOSPC, EOPNOTSUPP, EINTR)
 WRAP(CALL, fstatfs64, "", -1, EIO, EINTR)
+WRAP(CALL, mmap64, "", -1, ENOMEM, EINVAL, ENODEV)
 WRAP(CALL, madvise, "", -1, EFAULT, EINVAL)
 WRAP(CALL, fsync, "", -1, EIO, ENOSPC)
 WRAP(CALL, fdatasync, "", -1, EIO, ENOSPC)

@@ -117,6 +117,7 @@ inline std::string act(const TempTree& tree, const Words& words) {
     if (what == "reswap") return yes(platform::exchangeBack(first.c_str(), second.c_str()));
     if (what == "twin") return ok(platform::duplicate(first.c_str(), second.c_str()));
     if (what == "discard") return ok(platform::discard(first.c_str()));
+    if (what == "tidy") platform::tidyMove(first.c_str());
     if (what == "name") return ok(platform::giveSecondName(first.c_str(), second.c_str()));
     if (what == "create") {
         const HANDLE file = CreateFileW(first.c_str(), 0, FILE_SHARE_READ, nullptr, CREATE_NEW, 0, nullptr);
