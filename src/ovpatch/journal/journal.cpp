@@ -150,7 +150,7 @@ bool Journal::nothing() {
 bool Journal::beginPut(const char* file) {
     if (!wanted_) return true;
     const platform::FileState old = stateOfFile(file);
-    // What is no file is not written, and what cannot be kept must not be.
+    // What cannot be kept must not be written, and what is no file is not.
     if (old.isUnknown) return false;
     if (old.exists && !old.isFile) return true;
     char keeper[JOURNAL_PATH_SIZE];
