@@ -151,6 +151,8 @@ class Situation:
     def wrong_with(self, outcome, how, n):
         if WINDOWS and how in ("kill", "half") and outcome.exit == 0:
             return ["nothing has killed it"]
+        if NO_MEMORY.search(outcome.said) and outcome.exit != -6:
+            return ["it goes on without memory"]
         began = outcome.exit not in (1, 2)
         untidy = (how == "from" or outcome.result is None) and any("OvJournal" in path for path in outcome.tree)
         if began and (outcome.exit != 0 or untidy or how == "from" and outcome.result != 0):
