@@ -215,7 +215,10 @@ TEST(Walks, RemovingMakingListingAndTesting) {
          step);
     for (const std::string& name : OPERATIONS)
         EXPECT_EQ(run(name, nullptr, "x", nullptr, nullptr, nullptr), -1);
-    EXPECT_FALSE(isDirectory(nullptr) || fileExists(nullptr) || pathExists(nullptr));
+    for (const auto question : {isDirectory, fileExists, pathExists}) {
+        bool known = false;
+        EXPECT_TRUE(!question(nullptr, nullptr) && !question("", &known) && known);
+    }
     for (const char* root : {"/", "\\", "\\/"})
         EXPECT_EQ(unlink(root, nullptr, nullptr) + removeTree(root, nullptr, nullptr) +
                       makeDirectory(root, nullptr, nullptr),

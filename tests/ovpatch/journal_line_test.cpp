@@ -37,6 +37,7 @@ TEST(JournalLine, ReadsBackWhatWasWritten) {
         }
         EXPECT_EQ(again(line + " "), "no line");
     }
+    EXPECT_EQ(again("made 18446744073709551616" + file.substr(2) + " \"d\\x\""), "no line");
 }
 
 TEST(JournalLine, MayHaveOnlyBegun) {
