@@ -193,8 +193,8 @@ class Situation:
         wrong += [f"{path}: its content is lost" for path in files(self.before) if was.get(path, b"") not in {*left.values(), b""}]
         if n % 9 == 0:
             self.idle(f"call {n % SECOND + 7} {'half' if WINDOWS and n % 2 else 'kill'}")
-        if n % 9 in (2, 7):  # once a call fails while it is put right
-            self.idle(f"{'memory' if n % 9 == 7 and not WINDOWS else 'call'} {n % SECOND + 7} once")
+        if n % 9 == 2:  # once a call fails while it is put right
+            self.idle(f"{'call' if WINDOWS or n % 2 else 'memory'} {n % SECOND + 7} once")
         if n % 9 == 4 and outcome.result is None:  # cut off once more, in its own work
             outcome = self.play(f"call {n * 7 % (len(self.points) + SECOND)} kill", again=True)
         told = outcome.result is not None
