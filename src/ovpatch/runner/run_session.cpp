@@ -119,15 +119,15 @@ std::int32_t runPatchSession(const char* baseDirectory, bool alone) {
     std::int32_t exitValue = EXIT_NOT_LOGGED;
     std::unique_ptr<Logger> logger;
     PatchSession& session = patchSession();
-    if (boundedStrncpy(session.baseDirectory, baseDirectory, sizeof session.baseDirectory) != nullptr) {
-        logger.reset(new (std::nothrow) Logger(baseDirectory));
-    }
+    const bool fits =
+        boundedStrncpy(session.baseDirectory, baseDirectory, sizeof session.baseDirectory) != nullptr;
+    if (fits) logger.reset(new (std::nothrow) Logger(baseDirectory));
     if (logger != nullptr) {
         logger->start();
         exitValue = EXIT_RUN;
         openJournal(baseDirectory, alone);
         result = runAction(baseDirectory);
-    } else {
+    } else if (fits) {
         // The result goes where one may stand that tells of a run that was cut off right after it.
         putCutOffRunRight(baseDirectory);
     }
