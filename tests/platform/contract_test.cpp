@@ -73,11 +73,11 @@ TEST(Contract, Outcomes) {
     }
     for (const auto& [page, size, capacity] : {std::tuple(99U, -1, 5), {CP_ACP, 0, 5}, {CP_ACP, -1, -1}}) {
         SetLastError(ERROR_SUCCESS);
-        EXPECT_EQ(MultiByteToWideChar(page, MB_PRECOMPOSED, "xyz", size, wide, capacity), 0);
-        EXPECT_EQ(GetLastError(), 87U);
+        const int units = MultiByteToWideChar(page, MB_PRECOMPOSED, "xyz", size, wide, capacity);
+        EXPECT_TRUE(units == 0 && GetLastError() == 87);
         SetLastError(ERROR_SUCCESS);
-        EXPECT_EQ(WideCharToMultiByte(page, 0, TEXT("xyz"), size, text, capacity, nullptr, nullptr), 0);
-        EXPECT_EQ(GetLastError(), 87U);
+        const int bytes = WideCharToMultiByte(page, 0, TEXT("xyz"), size, text, capacity, nullptr, nullptr);
+        EXPECT_TRUE(bytes == 0 && GetLastError() == 87);
     }
     EXPECT_EQ(narrow(wide) + text, "abcabc");
     EXPECT_TRUE(wide[4] == '~' && text[4] == '~');
