@@ -38,7 +38,7 @@ std::string onHost(const TempTree& tree, const Words& words) {
     if (words[0] == "link") fs::create_symlink(last, path);
     if (words[0] == "hard") fs::create_hard_link(tree.root / last, path);
     if (words[0] == "pipe") return std::to_string(mkfifo(path.c_str(), 0666));
-    if (words[0] == "own") return std::to_string(chown(path.c_str(), last == "group" ? 0 : 1, 1));
+    if (words[0] == "own") return std::to_string(chown(path.c_str(), last[0] - '0', last[1] - '0'));
     if (words[0] == "chmod") return std::to_string(chmod(path.c_str(), mode()));
     if (words[0] == "umask") return std::to_string(umask(mode()));
     if (words[0] == "owner")
@@ -110,22 +110,22 @@ TEST(Posix, OutcomesOnPermissionsAndNames) {
         nobody: open shut rb / nobody: attr list/sub / nobody: create,mkdir new / nobody: del file -> 5
         nobody: find list/* -> sub end
         find list/* -> sub/ end
-        own file; copy,steps other file; owner file / own file; open file w; owner file -> 11
+        own file 10; copy,steps other file; owner file / own file 10; open file w; owner file -> 10
         copy,steps other file; owner file -> 0
 
         move other file -> yes -other file=new:640
         move file new -> yes -file +new=old
         hard two file; move file two -> yes -file
         name file new; move new file -> yes -new
-        own file; own other; chmod other 644; move file other -> yes -file other=old
+        own file 11; own other 11; chmod other 644; move file other -> yes -file other=old
         move file a*,missing/new,pipe,sealed,list / move missing,a*,pipe,list,sealed new -> no
         swap other file -> yes file=new:640 other=old
         swap other file; reswap other file -> yes file=old other=new:640
-        own file group; swap other file; owner file -> 1
+        own file 01; swap,copy other file; owner file -> 1
         swap missing,list,pipe,file file / swap file missing,list,pipe,sealed -> no
-        own file; back other file; owner file -> 11
+        own file 11; back other file; owner file -> 11
         back pipe file / back other pipe -> 5
-        chmod file 4644,2644; move file new / own file; move file new,other / own other; move file other -> no
+        chmod file 4644,2644; move file new / own file 11; move file new,other / own other 11; move file other -> no
         hard two file; move file,two new / hard two file; hard three file; move file two -> no
         move file file,list/../file / hard two file; move file file,list/../file -> no
         name file new -> ok +new=old

@@ -133,15 +133,15 @@ void undo(Work* work) {
     if (line.kind == LineKind::PUT && std::strcmp(work->madePath, line.texts[1]) != 0)
         hints.made = platform::FileState();
     Undone undone = undoLine(line, hints);
-    if (undone.outcome == Outcome::FAILED) {
+    if (undone.outcome == Undone::Outcome::FAILED) {
         // A call may have failed in passing.
         const Undone again = undoLine(line, hints);
         if (again.stays == nullptr) undone = again;
     }
-    if (undone.outcome == Outcome::BACK) ++work->back;
+    if (undone.outcome == Undone::Outcome::BACK) ++work->back;
     if (undone.stays == nullptr) return;
     ++work->left;
-    if (undone.outcome == Outcome::CHANGED)
+    if (undone.outcome == Undone::Outcome::CHANGED)
         UPDATER_ERROR(9, "recovery: %s was changed since, it stays.", undone.stays);
     else
         UPDATER_ERROR(9, "recovery: %s cannot be put back.", undone.stays);

@@ -33,15 +33,15 @@ bool discardFile(const char* path) {
     return wide.fits() && platform::discard(wide.text());
 }
 
-constexpr Undone AS_BEFORE = {Outcome::AS_BEFORE, nullptr};
-constexpr Undone BACK = {Outcome::BACK, nullptr};
+constexpr Undone AS_BEFORE = {Undone::Outcome::AS_BEFORE, nullptr};
+constexpr Undone BACK = {Undone::Outcome::BACK, nullptr};
 
 Undone changed(const char* path) {
-    return {Outcome::CHANGED, path};
+    return {Undone::Outcome::CHANGED, path};
 }
 
 Undone failed(const char* path) {
-    return {Outcome::FAILED, path};
+    return {Undone::Outcome::FAILED, path};
 }
 
 // A file, what it was, what the change made of it, and where it was saved.

@@ -6,14 +6,13 @@
 
 namespace ovpatch {
 
-enum class Outcome {
-    AS_BEFORE,  // there was nothing to undo, or it leaves no file behind that comes back
-    BACK,       // a file is as it was before
-    CHANGED,    // somebody has changed the file since: it stays
-    FAILED,     // the device refuses, or the copy is gone
-};
-
 struct Undone {
+    enum class Outcome {
+        AS_BEFORE,  // there was nothing to undo, or it leaves no file behind that comes back
+        BACK,       // a file is as it was before
+        CHANGED,    // somebody has changed the file since: it stays
+        FAILED,     // the device refuses, or the copy is gone
+    };
     Outcome outcome;
     const char* stays;  // the path of what stays, the line's or null
 };
