@@ -73,7 +73,6 @@ const char* KxIniUtil::getValue(const char* section, const char* key) const {
 }
 
 void KxIniUtil::setValue(const char* section, const char* key, const char* value) {
-    if (isBlankName(key)) return;
     IniSection* const found = findSection(section);
     IniEntry* const entry = found == nullptr ? nullptr : found->find(key);
     if (entry == nullptr) {

@@ -85,7 +85,7 @@ TEST_F(Ini, ChangesWhatItIsAsked) {
         {[](D& d) { d.addValue("s", "A", "2"); }, ";1/h=1/[s]/;2/a=1/;3/b=2/A=2/[t]/c=3/;4/"},
         {[](D& d) { d.setValue(" n ", " k", "v"); }, ";1/h=1/[s]/;2/a=1/;3/b=2/[t]/c=3/[n]/ k=v/;4/"},
         {[](D& d) { d.addValue("", "k", "v"); }, ";1/h=1/[s]/;2/a=1/;3/b=2/[t]/c=3/k=v/;4/"},
-        {[](D& d) { d.setValue("s", "", "x"), d.addValue("n", nullptr, "x"); }, nullptr},
+        {[](D& d) { d.setValue("s", nullptr, "x"), d.addValue("n", "", "x"); }, nullptr},
         {[](D& d) { d.deleteValue("s", "a"); }, ";1/h=1/[s]/;2/;3/b=2/[t]/c=3/;4/"},
         {[](D& d) { d.deleteValue("s", "b"), d.deleteValue("s", "a"); }, ";1/h=1/[s]/;2/;3/[t]/c=3/;4/"},
         {[](D& d) { d.deleteValue("t", "c"), d.addValue("t", "d", ""); },

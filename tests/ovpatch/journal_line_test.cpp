@@ -37,7 +37,9 @@ TEST(JournalLine, ReadsBackWhatWasWritten) {
         }
         EXPECT_EQ(again(line + " "), "no line");
     }
-    EXPECT_EQ(again("made 18446744073709551616" + file.substr(2) + " \"d\\x\""), "no line");
+    for (const std::string& line : {"made 18446744073709551616" + file.substr(2) + " \"d\\x\"",
+                                    "result 2147483648" + none, "result -2147483648" + none})
+        EXPECT_EQ(again(line), "no line");
 }
 
 TEST(JournalLine, MayHaveOnlyBegun) {
@@ -51,7 +53,8 @@ TEST(JournalLine, MayHaveOnlyBegun) {
 TEST(JournalLine, NamesOnlyWhatARunWouldHaveMade) {
     for (const char* line : {"tree \"d\"", "tree \"OVSrc.tmp\\x\"", "drop \"d\\x\"", "dropTree \"d\"",
                              "add - \"d\\*\"", "swap - - \"d\\x\" \"d\\y\"", "put - \"d\\ovk0.tmp\" \"d\\x\"",
-                             "remove - \"d\\backup.000\" \"d\\x\"", "drop \"d\\OV_Backup\\1\\x\""})
+                             "remove - \"d\\backup.000\" \"d\\x\"", "drop \"d\\OV_Backup\\1\\x\"",
+                             "drop \"d\\OV_Backup\\1\\2\\..\"", "drop \"d\\OVSrc.tmp\\.\""})
         EXPECT_EQ(again(line), std::string(line) + "\nuntrusted");
 }
 
