@@ -128,7 +128,7 @@ class Transcripts(Told):
         self.assertEqual(ended, status, said)
         if isinstance(told, dict):
             told = re.sub(r'"(\w+)": ', r"\1: ", json.dumps(told, ensure_ascii=False)).replace("\\\\", "\\")
-            told = re.sub(r"(?<=\{)\w+: (null|\[\]), ", "", re.sub(r", \w+: (null|\[\])(?=[,}])", "", told))
+            told = re.sub(r"(?<=\{)\w+: (null|false|\[\]), ", "", re.sub(r", \w+: (null|false|\[\])(?=[,}])", "", told))
             told = re.sub(r'"([^",:;{}\[\] ]+)"', r"\1", told)
             told = re.sub(r"((?<=\{)|(?<=, ))(?:result: (?=\d+, item)|(severity|act|path|text|message|kind|item): )", "", told)
         return told.split("\n") + [f"!! {line}" for line in said.replace(WAITING, "").splitlines()]
