@@ -142,8 +142,10 @@ class Situation:
             del story.sections["common"]["patchagent"]
             story.sections["item_1"]["class"] = "3" if action and self.name.startswith("und") else "1"
         settings = self.settings + ("" if "logged" in self.name else "[Debug]\nlog_mode=1\nLevel=6\n")
-        return {**{path: entry for path, entry in tree.items() if path != RESULT},
-                "base/ovcfg.ini": file(settings), MANIFEST: file(story.manifest())}
+        tree = {path: entry for path, entry in tree.items() if path != RESULT}
+        if self.name == "second update, new":  # there an old one reads as that of this run
+            tree[RESULT] = file("result = 0\n")
+        return {**tree, "base/ovcfg.ini": file(settings), MANIFEST: file(story.manifest())}
 
     def lay(self):
         """With files that neither size nor time tells apart: the first old one, what it is to be, its copies."""
@@ -240,7 +242,7 @@ class Situation:
             alike = kind == "memory" and (place, counts["call"]) in seen
             seen.add((place, counts["call"]))
             hows = ["once"] * (not alike) + ["kill"] * changes
-            hows += ["half"] * (place == "1") if WINDOWS else ["from"] * (n % (7 if kind == "call" else 29) == 0)
+            hows += ["half"] * (place == "1") if WINDOWS else ["from"] * (n % (7 if kind == "call" else 29) == 0 and RESULT not in self.before)
             for how in hows:
                 yield how, n, f"{kind} {n} {how}", f"{name} {re.sub('ovp[0-9_]+', 'ovp', path)}"
 
