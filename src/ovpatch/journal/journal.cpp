@@ -195,14 +195,12 @@ bool Journal::dropTree(const char* directory) {
 }
 
 void Journal::beginResult(std::int32_t result, const platform::FileState& resultFile) {
-    if (!isOpen()) return;
     append(drops_.cStr(), drops_.length());
     if (patchSession().flush >= FLUSH_AT_END) platform::flushFileSystems();
     tell({LineKind::RESULT, {resultFile}, {}, result});
 }
 
 void Journal::finish(bool written) {
-    if (!isOpen()) return;
     if (!written) {
         release();
         return;

@@ -62,8 +62,9 @@ public:
     bool drop(const char* file);
     bool dropTree(const char* directory);
 
-    // The end of a run, around the writing of its result file. After `finish` with `written` false the
-    // journal stays, and the run counts as cut off; else what was put off is done, and the journal goes.
+    // The end of a run with an open journal, around the writing of its result file. After `finish` with
+    // `written` false the journal stays, and the run counts as cut off; else what was put off is done, and
+    // the journal goes.
     void beginResult(std::int32_t result, const platform::FileState& resultFile);
     void finish(bool written);
 

@@ -30,9 +30,7 @@ bool isUntouched(const platform::FileState& old, const platform::FileState& now)
 }
 
 bool resultPath(const char* baseDirectory, char* out) {
-    if (CatURIWithFile(out, RESULT_PATH_SIZE, baseDirectory, "OV_Temp\\OvResult.ini") == 0) return true;
-    out[0] = '\0';
-    return false;
+    return CatURIWithFile(out, RESULT_PATH_SIZE, baseDirectory, "OV_Temp\\OvResult.ini") == 0;
 }
 
 bool isResultTold(const char* resultFile, const platform::FileState& old, std::int32_t result) {

@@ -9,7 +9,7 @@
 namespace ovpatch {
 
 // OV_Temp\OvResult.ini under the base directory into a buffer of 260 bytes. False when it does not fit; then
-// `out` is empty.
+// `out` stays as it is.
 bool resultPath(const char* baseDirectory, char* out);
 
 // Whether a file is what it was.
