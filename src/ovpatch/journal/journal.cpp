@@ -30,17 +30,12 @@ Journal& journal() {
 void Journal::prepare(const char* baseDirectory) {
     char path[PATH_LIMIT];
     char result[PATH_LIMIT];
-    release();
-    told_ = false;
-    reserved_ = 0;
     // A run whose result cannot be told would count as cut off for ever.
     wanted_ = patchSession().recovery != 0 &&
               CatURIWithFile(path, PATH_LIMIT, baseDirectory, JOURNAL_NAME) == 0 &&
               CatURIWithFile(result, PATH_LIMIT, baseDirectory, "OV_Temp\\OvResult.ini") == 0;
     if (!wanted_) return;
     path_.assign(path);
-    drops_.assign("");
-    trees_.clear(true);
     watchDirectories(tellDirectory);
     platform::setFileFlush(patchSession().flush >= FLUSH_EACH_STEP);
 }

@@ -26,8 +26,8 @@ struct FileChange {
 // when the line could not be written, which the log says: then the change must not be made.
 class Journal {
 public:
-    // For a run with this base directory, if the settings want a journal. Nothing is made yet. From now on
-    // each directory that makeDirectory makes is told.
+    // Once, for a run with this base directory, if the settings want a journal. Nothing is made yet. From now
+    // on each directory that makeDirectory makes is told.
     void prepare(const char* baseDirectory);
 
     // Whether changes have to be told; what is only done for the journal's sake can be left out otherwise.
