@@ -46,14 +46,16 @@ WITHOUT_MEMORY = {
                 "16 rollbackItem: create KxIniUtil object failed.|16 rollbackItem: malloc failed.|48 |"
                 "48 initBackupStru: malloc failed.|57 |57 OvPatch: KxIniUtil failed."}
 
-# What is told somewhere when a call fails, and what cannot be read then.
-TOLD = [*("OvPatch: the lock cannot be had|callBackForUpdate: journal failed.|journal: what dst/old0.bin is cannot be told.|"
-          "journal: base/OvJournal.txt cannot be removed.|journal: base/OvJournal.txt cannot be written.|Copy to old ov temp failed|"
-          "ledger dst/OV_Backup/OvBackup.ini cannot be written.|Merge backup ini faild|rollbackItem: rollback added file failed.|"
-          "phaseIniForBackup: fetch item count failed.|rollbackWithPatchAgent: access failed.").split("|"),
-        *(f"OvPatch: {path} cannot be read, error " for path in (
-            "agent/old.ini base/PatchDll.ini base/OV_Temp/1/2/sub/ base/OV_Temp/1/2/sub/new2.bin dst dst/OVSrc.tmp dst/OVSrc.tmp/ "
-            "dst/OVSrc.tmp/KxuPatch.ini dst/OV_Backup/1/2/ dst/OV_Backup/1/2/backup.003 dst/new0.bin dst/old0.bin").split())]
+# What is told somewhere when a call fails once or all fail from one on, and what cannot be read then.
+TOLD = [*("once OvPatch: the lock cannot be had|once callBackForUpdate: journal failed.|from journal: what dst/old0.bin is cannot be told.|"
+          "from journal: base/OvJournal.txt cannot be removed.|once journal: base/OvJournal.txt cannot be written.|"
+          "from Copy to old ov temp failed|once ledger dst/OV_Backup/OvBackup.ini cannot be written.|once Merge backup ini faild|"
+          "once rollbackItem: rollback added file failed.|once phaseIniForBackup: fetch item count failed.|"
+          "once rollbackWithPatchAgent: access failed.").split("|"),
+        *(f"{how} OvPatch: {path} cannot be read, error " for how, paths in (
+            ("once", "base/OV_Temp/1/2/sub/ dst dst/OVSrc.tmp dst/OVSrc.tmp/ dst/OV_Backup/1/2/ dst/new0.bin dst/old0.bin"),
+            ("from", "agent/old.ini base/PatchDll.ini base/OV_Temp/1/2/sub/new2.bin dst/OVSrc.tmp/KxuPatch.ini "
+                     "dst/OV_Backup/1/2/backup.003")) for path in paths.split())]
 
 
 class Forks(Device):
@@ -158,7 +160,7 @@ class Situation:
             self.lay()
         outcome = self.device.run(environment={"order": order})
         assert "left open" not in outcome.said, f"{self.name}: {order}: a descriptor is left open"
-        self.told.update(line.replace("\\", "/") for line in outcome.said.split("\n"))
+        self.told.update(f"{order.split()[-1]} " + line.replace("\\", "/") for line in outcome.said.split("\n"))
         return outcome
 
     def wrong_with(self, outcome, how, n):
