@@ -1,11 +1,12 @@
 // Lines of journals: what is written reads back, and what is not exactly in their form is none.
 #include "ovpatch/journal/journal_line.h"
 
-#include <gtest/gtest.h>
+#include <algorithm>
 
-#include <string>
-
+#include "fileops/wide_path.h"
+#include "ovpatch/journal/journal_reader.h"
 #include "ovpatch/journal/line_trust.h"
+#include "tests/support/rows.h"
 
 namespace ovpatch {
 
@@ -56,6 +57,29 @@ TEST(JournalLine, NamesOnlyWhatARunWouldHaveMade) {
                              "remove - \"d\\backup.000\" \"d\\x\"", "drop \"d\\OV_Backup\\1\\x\"",
                              "drop \"d\\OV_Backup\\1\\2\\..\"", "drop \"d\\OVSrc.tmp\\.\""})
         EXPECT_EQ(again(line), std::string(line) + "\nuntrusted");
+}
+
+// Lines of all lengths, in more text than is read at a time, and behind them room or what was never finished.
+TEST(JournalLine, ComesFromTheLastToTheFirst) {
+    std::mt19937 engine(1);
+    const test::TempTree tree;
+    for (int round = 0; round < 40; ++round) {
+        std::vector<std::string> lines(round);
+        std::string content;
+        for (std::string& line : lines) {
+            line.assign(engine() % (engine() % 3 == 0 ? JOURNAL_LINE_SIZE : 300), 'a');
+            content += line + "\n";
+        }
+        tree.write("journal", content + std::string(engine() % (engine() % 2 * 70000 + 1), "x\0"[round % 2]));
+        platform::LockedFile file;
+        file.hold(WidePath(tree.path("\\journal").c_str()).text());
+        JournalReader reader(file);
+        for (std::size_t end = content.size(); !lines.empty(); end = reader.offset(), lines.pop_back()) {
+            ASSERT_TRUE(reader.previous() && std::string(reader.text(), reader.length()) == lines.back());
+            EXPECT_EQ(reader.end(), end);
+        }
+        EXPECT_FALSE(reader.previous() || reader.hasFailed());
+    }
 }
 
 }  // namespace ovpatch
