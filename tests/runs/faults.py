@@ -54,8 +54,8 @@ TOLD = [*("once OvPatch: the lock cannot be had|once callBackForUpdate: journal 
           "once rollbackWithPatchAgent: access failed.").split("|"),
         *(f"{how} OvPatch: {path} cannot be read, error " for how, paths in (
             ("once", "base/OV_Temp/1/2/sub/ dst dst/OVSrc.tmp dst/OVSrc.tmp/ dst/OV_Backup/1/2/ dst/new0.bin dst/old0.bin"),
-            ("from", "agent/old.ini base/PatchDll.ini base/OV_Temp/1/2/sub/new2.bin dst/OVSrc.tmp/KxuPatch.ini "
-                     "dst/OV_Backup/1/2/backup.003")) for path in paths.split())]
+            ("from", "agent/old.ini base/PatchDll.ini dst/OVSrc.tmp/KxuPatch.ini dst/OV_Backup/1/2/backup.003"))
+          for path in paths.split())]
 
 
 class Forks(Device):
