@@ -177,7 +177,7 @@ WRAP(CALL, madvise, "", -1, EFAULT, EINVAL)
 WRAP(CALL, fsync, "", -1, EIO, ENOSPC)
 WRAP(CALL, fdatasync, "", -1, EIO, ENOSPC)
 WRAP(CALL, syncfs, "", -1, EIO, ENOSPC)
-WRAP(CALL, flock, "", -1, EINTR, ENOLCK)
+WRAP(CALL, flock, "", -1, ENOLCK, EINTR, ENOLCK)
 
 FILE* fopencookie(void* cookie, const char* mode, cookie_io_functions_t functions) {
     static const int list[] = {ENOMEM};
