@@ -127,7 +127,7 @@ TEST(Exports, OfElf) {
             "5 1 0 damaged; 5 1 3 damaged; 10 1 2 program; 20 4 fffff000 damaged; 36 2 37 damaged; "
             "38 2 2 program; d0 4 600 damaged; 100 4 9 ELF, 64 bits, processor 999:; 108 4 1600 damaged; "
             "108 4 fff damaged; 148 4 8000001 program; 218 4 80 damaged; "
-            "404 4 8 ELF, 64 bits, processor 999: plain");
+            "404 4 8 ELF, 64 bits, processor 999: plain; 418 8 0 ELF, 64 bits, processor 999:");
 }
 
 // Addresses of the second section are 0x3000 more than offsets; `head` is what depends on the width.
