@@ -23,7 +23,7 @@ std::string undoing(const TempTree& tree, const Words& words) {
     if (words[0] == "put") {
         const auto& [content, hours] = contents.at(words[1]);
         tree.write(words[2], content);
-        fs::last_write_time(file, now - std::chrono::hours(hours));
+        if (file.has_filename()) fs::last_write_time(file, now - std::chrono::hours(hours));
         states[words[1][0]] = stateOfFile(tree.path("\\" + words[2]).c_str());
     }
     if (words[0] == "link" && !ON_WINDOWS) fs::create_symlink(words[1], file);
