@@ -75,7 +75,7 @@ TEST(JournalLine, ComesFromTheLastToTheFirst) {
         platform::LockedFile file;
         file.hold(WidePath(tree.path("\\journal").c_str()).text());
         JournalReader reader(file);
-        for (std::size_t end = content.size(); !lines.empty(); end = reader.offset(), lines.pop_back()) {
+        for (std::uint64_t end = content.size(); !lines.empty(); end = reader.offset(), lines.pop_back()) {
             ASSERT_TRUE(reader.previous() && std::string(reader.text(), reader.length()) == lines.back());
             EXPECT_EQ(reader.end(), end);
         }
