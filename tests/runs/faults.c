@@ -34,7 +34,7 @@ int dup2(int from, int to);
 void _exit(int status) __attribute__((noreturn));
 
 static uintptr_t programStart, programEnd;
-static int counts[2], struckKind = -1, struckAt, trace = -1, isRun;
+static int counts[2], struckKind = -1, struckAt, struckBy, trace = -1, isRun;
 static const char* without = "";
 static char how;
 
@@ -62,7 +62,8 @@ __attribute__((constructor)) static void serve(void) {
     int status;
     dl_iterate_phdr(noteProgram, NULL);
     if (getenv("OVPATCH_WITHOUT") != NULL) without = getenv("OVPATCH_WITHOUT");
-    for (long size; answers != NULL && (size = syscall(SYS_read, 0, order, sizeof order - 1)) > 0;) {
+    if (answers == NULL) return;
+    for (long size; (size = syscall(SYS_read, 0, order, sizeof order - 1)) > 0;) {
         order[size] = '\0';
         const pid_t run = fork();
         if (run == 0) {
@@ -100,7 +101,19 @@ static int fault(void* caller, int what, const char* name, const char* path, Err
     if (strcmp(name, without) == 0) return ENOSYS;
     if (what != struckKind || n < struckAt || (n > struckAt && how != 'f')) return 0;
     if (how == 'k') return LAST;
-    return errors.list[(size_t)n % errors.count];
+    return struckBy = errors.list[(size_t)n % errors.count];
+}
+
+/* For a test that this is a part of: the n-th call from now on fails once, none with -1. Answers what the last
+ * one failed with, 0 if it was not reached. */
+int failCall(int n);
+int failCall(int n) {
+    const int before = struckBy;
+    counts[CALL] = struckBy = 0;
+    struckKind = CALL;
+    struckAt = n;
+    how = 'o';
+    return before;
 }
 
 /* The lock file is the machine's; here each device has its own, so that no other run is waited for. */
@@ -113,7 +126,7 @@ static const char* own(long* path) {
  * fails, with these errors in turn; a third parameter that is a size can be halved. */
 #define WRAP(what, name, path, bad, ...)                                                 \
     long wrap_##name(long a, long b, long c, long d, long e, long f) __asm__(#name);     \
-    long wrap_##name(long a, long b, long c, long d, long e, long f) {                   \
+    __attribute__((weak)) long wrap_##name(long a, long b, long c, long d, long e, long f) {                   \
         static long (*next)(long, long, long, long, long, long);                         \
         static const int list[] = {__VA_ARGS__};                                         \
         const Errors errors = {list, sizeof list / sizeof *list};                        \

@@ -45,13 +45,16 @@ private:
 };
 
 // The listing itself tells the kind of most entries; only links, and file systems that keep no kind, need a
-// look.
-bool tellsDirectory(int directory, const dirent& entry, Searchable* searchable) {
-    if (entry.d_type == DT_DIR) return searchable->answer();
-    if (entry.d_type != DT_LNK && entry.d_type != DT_UNKNOWN) return false;
+// look. False when that fails; what leads nowhere is no directory.
+bool tellDirectory(int directory, const dirent& entry, Searchable* searchable, bool* isDirectory) {
+    *isDirectory = entry.d_type == DT_DIR && searchable->answer();
+    if ((entry.d_type != DT_LNK && entry.d_type != DT_UNKNOWN) || !searchable->answer()) return true;
     struct stat status;
-    return searchable->answer() && fstatat(directory, entry.d_name, &status, 0) == 0 &&
-           S_ISDIR(status.st_mode);
+    if (fstatat(directory, entry.d_name, &status, 0) == 0) {
+        *isDirectory = S_ISDIR(status.st_mode);
+        return true;
+    }
+    return errno == ENOENT || errno == ENOTDIR || errno == EACCES || errno == ELOOP || failFromErrno();
 }
 
 bool isDots(const char* name) {
@@ -94,7 +97,10 @@ bool DirectoryEntries::read(const char* hostDirectory) {
             break;
         }
         if (isDots(entry->d_name)) continue;
-        if (!add(entry->d_name, tellsDirectory(dirfd(directory), *entry, &searchable))) break;
+        bool isDirectory;
+        if (!tellDirectory(dirfd(directory), *entry, &searchable, &isDirectory) ||
+            !add(entry->d_name, isDirectory))
+            break;
     }
     closedir(directory);
     // strcmp takes bytes as unsigned.

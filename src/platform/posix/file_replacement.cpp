@@ -141,15 +141,20 @@ bool FileReplacement::commit(bool mustBeNew) {
         fail(ERROR_FILE_EXISTS);
     else
         failFromErrno();
-    unlink(temporary_);
+    removeTemporary();
     return false;
+}
+
+// What fails in passing is worth another try.
+void FileReplacement::removeTemporary() {
+    if (unlink(temporary_) != 0) unlink(temporary_);
 }
 
 void FileReplacement::abandon() {
     if (descriptor_ < 0) return;
     close(descriptor_);
     descriptor_ = -1;
-    unlink(temporary_);
+    removeTemporary();
 }
 
 }  // namespace ovpatch::posix

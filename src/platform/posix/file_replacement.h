@@ -55,6 +55,7 @@ private:
     bool look(const platform::FileState* looked);
     bool resolveLink(const char* hostPath);
     bool buildTemporaryPath();
+    void removeTemporary();
     bool settle(bool exactPermissions, mode_t permissions);
     bool giveToOwner();
 

@@ -131,6 +131,7 @@ bool putBack(LPCWSTR copy, LPCWSTR target) {
     if (!S_ISREG(source.st_mode)) return fail(ERROR_ACCESS_DENIED);
     if (!followLink(to)) return failFromErrno();
     const bool exists = lstat(to, &old) == 0;
+    if (!exists && errno != ENOENT) return failFromErrno();
     if (exists && !S_ISREG(old.st_mode)) return fail(ERROR_ACCESS_DENIED);
     if (exists && old.st_dev == source.st_dev && old.st_ino == source.st_ino)
         return unlink(from) == 0 || failFromErrno();

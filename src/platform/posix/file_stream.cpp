@@ -81,6 +81,7 @@ ssize_t readStream(void* cookie, char* bytes, std::size_t size) {
     const ssize_t count = untilDone([=] { return read(stream->descriptor, bytes, size); });
     // A short answer need not be the last: some file systems give what they have.
     stream->atEnd = count == 0;
+    if (count < 0) failFromErrno();
     return count;
 }
 

@@ -52,7 +52,7 @@ bool dropSecondName(const char* source, const char* target) {
     // Not every file system renames only where nothing is in the way.
     if (lstat(aside, &status) == 0 || errno != ENOENT || rename(source, aside) != 0) return false;
     if (lstat(target, &status) == 0 && unlink(aside) == 0) return true;
-    rename(aside, source);
+    if (rename(aside, source) != 0) rename(aside, source);
     return false;
 }
 
