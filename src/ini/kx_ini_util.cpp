@@ -165,8 +165,9 @@ bool KxIniUtil::readLines(InputFileStream& stream) {
         looseText.append(line);
         if (more) looseText.appendChar(1, '\n');
     }
+    if (stream.isBad()) return false;
     trailingText_.assign(looseText);
-    return !stream.isBad();
+    return true;
 }
 
 // Leaves nothing but an empty head section.
@@ -179,7 +180,6 @@ void KxIniUtil::clear() {
     }
     firstSection_->clear();
     lastSection_ = firstSection_;
-    trailingText_.assign("");
 }
 
 // Takes in a trimmed line with the loose text before it, unless it is loose text itself. The text is copied
