@@ -1,28 +1,32 @@
-// What becomes of a change that is undone, by what stands at its file and its copies by then.
+// What becomes of a change that is undone, by what stands at its file and its copies by then, and of all
+// changes that a journal tells of.
 #include "ovpatch/recovery/undo_line.h"
 
 #include <chrono>
 #include <cstring>
 
+#include "foundation/patch_session.h"
+#include "logging/log_hub.h"
 #include "ovpatch/journal/keeper.h"
+#include "ovpatch/recovery/cut_off_run.h"
 #include "tests/support/rows.h"
 
 namespace ovpatch::test {
 
+std::map<char, platform::FileState> states;
+
 // `put <kind> <name>`: o is what was, m what was made of it, x somebody's; a is as long and as old as o, p a
-// part of it, and e empty. `time` gives a file its time without fractions and so many seconds more. `undo
-// <line> <kinds of its states> <names of its files> [parts]`: the change may have been cut off in its middle,
-// or with `copy` the copying before it.
-std::string undoing(const TempTree& tree, const Words& words) {
+// part of it, and e empty. `time` gives a file its time without fractions and so many seconds more.
+void lay(const TempTree& tree, const Words& words) {
     static const std::map<std::string, std::pair<const char*, int>> contents = {
         {"o", {"old", 3}},   {"a", {"OLD", 3}}, {"m", {"made", 1}},
         {"x", {"other", 2}}, {"p", {"o", 0}},   {"e", {"", 0}}};
-    static const auto now = fs::file_time_type::clock::now();
-    static std::map<char, platform::FileState> states;
+    static const auto start = fs::file_time_type::clock::now();
     const fs::path file = tree.root / words.back();
     if (words[0] == "put") {
         const auto& [content, hours] = contents.at(words[1]);
         tree.write(words[2], content);
+        const auto now = hours == 0 ? fs::file_time_type::clock::now() : start;
         if (file.has_filename()) fs::last_write_time(file, now - std::chrono::hours(hours));
         states[words[1][0]] = stateOfFile(tree.path("\\" + words[2]).c_str());
     }
@@ -30,14 +34,31 @@ std::string undoing(const TempTree& tree, const Words& words) {
     if (words[0] == "time")
         fs::last_write_time(file, std::chrono::floor<std::chrono::seconds>(fs::last_write_time(file)) +
                                       std::chrono::seconds(std::stoi(words[1])));
-    if (words[0] != "undo") return "";
-    static const Words kinds = {"directory", "tree", "add", "write", "remove", "restore", "swap", "put"};
-    JournalLine line = {LineKind(std::find(kinds.begin(), kinds.end(), words[1]) - kinds.begin()), {}, {}, 0};
-    for (std::size_t i = 0; i < words[2].size(); ++i)
-        line.states[i] = states[words[2][i]];
+}
+
+// A line of a journal, with the kinds of its states and the names of its files, of which `path` makes paths.
+struct Told {
+    JournalLine line = {};
     std::string paths[3];
-    for (std::size_t i = 0; i < words[3].size(); ++i)
-        line.texts[i] = (paths[i] = tree.path("\\" + words[3].substr(i, 1))).c_str();
+
+    Told(const Words& words, const std::function<std::string(char)>& path) {
+        static const Words kinds = {"directory", "tree", "add",  "write", "remove",   "restore", "swap",
+                                    "put",       "made", "void", "drop",  "dropTree", "result",  "done"};
+        line.kind = LineKind(std::find(kinds.begin(), kinds.end(), words[1]) - kinds.begin());
+        for (std::size_t i = 0; words.size() > 2 && i < words[2].size(); ++i)
+            line.states[i] = states[words[2][i]];
+        for (std::size_t i = 0; words.size() > 3 && i < words[3].size(); ++i)
+            line.texts[i] = (paths[i] = path(words[3][i])).c_str();
+    }
+};
+
+// `undo <line> <kinds of its states> <names of its files> [parts]`: the change may have been cut off in its
+// middle, or with `copy` the copying before it.
+std::string undoing(const TempTree& tree, const Words& words) {
+    lay(tree, words);
+    if (words[0] != "undo") return "";
+    const Told told(words, [&](char name) { return tree.path(std::string("\\") + name); });
+    const JournalLine& line = told.line;
     const std::string hint = words.size() > 4 ? words[4] : "";
     const UndoHints hints = {line.states[1], hint == "parts", hint != "", states['p'].seconds};
     const State before = tree.list();
@@ -94,5 +115,87 @@ TEST(UndoLine, Outcomes) {
     )",
          undoing);
 }
+
+struct Recorder : LogListener {
+    std::string heard;
+    std::int32_t handle(LogEvent* event) override { return heard += event->text() + std::string("; "), 0; }
+};
+
+// `line` and what `undo` has above adds a line to the journal, `text` anything else; `start` puts the run
+// right. c and k are copies, l is a ledger and n its keeper, s a file in another directory.
+std::string starting(const TempTree& tree, const Words& words) {
+    static const std::map<char, std::string> paths = {{'c', "OV_Backup/1/2/c"},
+                                                      {'k', "OV_Backup/1/2/k"},
+                                                      {'l', "OV_Backup/OvBackup.ini"},
+                                                      {'n', "OV_Backup/ovk0.tmp"},
+                                                      {'s', "sub/s"},
+                                                      {'p', "PatchDll.ini"},
+                                                      {'q', "ovk1.tmp"}};
+    static std::string journal;
+    if (words[0] == "line") {
+        const Told told(words, [&](char name) {
+            const auto known = paths.find(name);
+            return tree.path("/" + (known == paths.end() ? std::string(1, name) : known->second));
+        });
+        static char text[JOURNAL_LINE_SIZE];
+        journal.append(text, formatLine(told.line, text));
+    }
+    if (words[0] == "calm") firstFault = -2;
+    if (words[0] == "text") journal += words[1];
+    if (words[0] == "head") journal = "OvJournal 1 4711 \"/\"\n";
+    if (words[0] == "put" && paths.count(words[2][0]) != 0)
+        return lay(tree, {words[0], words[1], paths.at(words[2][0]) + words[2].substr(1)}), "";
+    if (words[0] != "start") return lay(tree, words), "";
+    tree.write("OvJournal.txt", journal);
+    patchSession().recovery = 1;
+    Recorder recorder;
+    attachInfoListener(&recorder);
+    attachErrorListener(&recorder);
+    const State before = tree.list();
+    if (firstFault >= 0) failCall(firstFault);
+    putCutOffRunRight(tree.path("").c_str());
+    if (firstFault >= 0 && failCall(-1) != 0) outlived = firstFault;
+    detachInfoListener(&recorder);
+    detachErrorListener(&recorder);
+    journal.clear();
+    // Without what every start says, where things lie, and all of a journal but the words of its lines.
+    std::string shown = recorder.heard + change(before, tree.list());
+    shown = replaced(shown,
+                     "recovery: a run was cut off[^;]*; |recovery: |, the state before is there|the journal "
+                     "is kept[^;]*; |\\S*ovpatch_[0-9]+.|OV_Backup/1/2/",
+                     "");
+    shown = replaced(shown, "OvJournal.txt", "journal");
+    return replaced(replaced(replaced(shown, "OvJournal .*\n", ""), "old1", "old"),
+                    "(write|put|made|junk) [^;]*?\n", "$1,");
+}
+
+#ifndef _WIN32  // where the file of the last line may be a part
+TEST(CutOffRun, Outcomes) {
+    play(R"(put o g; put m h; put p i; put x OV_Backup/1/2/; put x sub/
+        text OvJ; start ->  -journal
+        text mine; start -> journal is no journal.;  -journal +journal.old=mine
+        head; start -> 0 files are back.;  -journal
+        head; put m f; put o c; line write om cf; start -> 1 files are back.;  -c -journal f=old
+        head; put x l; put o n; line put o- nl; line made m- l; start -> OV_Backup/OvBackup.ini was changed since, it stays.; 0 files are back, 1 could not be put back.;  -journal +journal.old=put,made,
+        head; put m,x l; put o n; line put o- nl; start -> 1 files are back.;  -OV_Backup/ovk0.tmp -journal OV_Backup/OvBackup.ini=old
+        head; put x p; put o q; line put o- qp; put m l; put o n; line put o- nl; line made m- l; start -> 2 files are back.;  -OV_Backup/ovk0.tmp -journal -ovk1.tmp OV_Backup/OvBackup.ini=old PatchDll.ini=old
+        head; put m f; put o c.ovp; line write om cf; start -> 1 files are back.;  -c.ovp -journal f=old
+        head; put m f; put o c.ovp; line swap om cf; start -> 0 files are back.;  -journal
+        head; put m f; put o k.ovp; put o c; line restore om ckf; start -> 1 files are back.;  -c -k.ovp -journal +k=old f=old
+        head; put o c.ovp; line remove o- cf; start -> 1 files are back.;  -c.ovp -journal +f=old
+        head; put m f; put o c; put x .ovp4711_1.tmp; put x .ovp4712_1.tmp; line write om cf; start -> 1 files are back.;  -.ovp4711_1.tmp -c -journal f=old
+        head; put m f; put o c; put x .ovp4711_1.tmp; line write om cf; put m s; line add m- s; start -> 2 files are back.;  -c -journal -sub/s f=old
+        head; put x p; put o q; put x .ovp4711_1.tmp; line put o- qp; put m s; line add m- s; start -> 2 files are back.;  -.ovp4711_1.tmp -journal -ovk1.tmp -sub/s PatchDll.ini=old
+        head; put m f; put o c; line write om cf; line void; start -> 0 files are back.;  -journal
+        head; put m f; put o c; line write om cf; text junk%20x%0A; start -> 1 lines of journal cannot be read.; 1 files are back.;  -c -journal +journal.old=write,junk, f=old
+        calm; head; put m f; put o c; line write om cf; put m s; line write om ks; put m e; line add m- e; start -> sub/s cannot be put back.; 2 files are back, 1 could not be put back.;  -c -journal -e +journal.old=write,write, f=old
+        head; put o f; put p c; line write om cf; start -> 0 files are back.;  -c -journal
+        head; put o f; put p c; time -3 OV_Backup/1/2/c; line write om cf; start -> 0 files are back.;  -journal
+        head; put o f; put p c; line write om cf; put m e; line add m- e; start -> 1 files are back.;  -journal -e
+        head; put m f; put o c; line write om cf; line drop -- c; line done; start -> it had told its result, what was left to tidy is done.;  -c -journal
+    )",
+         starting);
+}
+#endif
 
 }  // namespace ovpatch::test

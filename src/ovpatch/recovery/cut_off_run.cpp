@@ -53,6 +53,12 @@ void putAside(Work* work) {
     UPDATER_ERROR(9, "recovery: %s cannot be put aside.", work->path);
 }
 
+// False when it stays, though it was tried twice.
+bool removeJournal(Work* work) {
+    const WidePath path(work->path);
+    return path.fits() && (work->file.remove(path.text()) || work->file.remove(path.text()));
+}
+
 bool hasNoLine(const platform::LockedFile& file) {
     JournalReader lines(file);
     return !lines.previous() && !lines.hasFailed();
@@ -75,8 +81,7 @@ bool readHead(Work* work) {
     if (reading == HeadReading::KNOWN && work->file.size() <= LONGEST_JOURNAL + LARGEST_ROOM) return true;
     if (end == nullptr && isHeadStart(text, length) && hasNoLine(work->file)) {
         // It was cut off before it did anything.
-        const WidePath path(work->path);
-        if (path.fits()) work->file.remove(path.text());
+        removeJournal(work);
         return false;
     }
     if (reading == HeadReading::OTHER_VERSION)
@@ -202,12 +207,11 @@ void putRight(Work* work) {
         platform::nameReplacementsAfter(0);
         report(work);
     }
-    const WidePath path(work->path);
     if (work->left + work->unreadable != 0) {
         JournalReader lines(work->file);
         if (lines.previous()) work->file.truncate(lines.end());
         putAside(work);
-    } else if (!path.fits() || (!work->file.remove(path.text()) && !work->file.remove(path.text())))
+    } else if (!removeJournal(work))
         UPDATER_ERROR(9, "recovery: %s cannot be removed.", work->path);
 }
 
