@@ -137,7 +137,7 @@ TEST(Contract, AnySequenceOfReadsWritesAndSeeksGoesAsOnAnOrdinaryStream) {
                               std::fopen((tree.root / "1").string().c_str(), mode)};
         for (int i = 0; i < 400; ++i) {
             const auto offset = static_cast<long>(dice(170000));
-            const unsigned what = dice(5), size = dice(dice(3) == 0 ? 199999 : 9000), fromEnd = dice(4);
+            const unsigned what = dice(6), size = dice(dice(3) == 0 ? 199999 : 9000), fromEnd = dice(4);
             std::string shown[2];
             for (const int which : {0, 1}) {
                 std::FILE* file = files[which];
@@ -150,7 +150,8 @@ TEST(Contract, AnySequenceOfReadsWritesAndSeeksGoesAsOnAnOrdinaryStream) {
                     if (what == 1) answer = std::fgetc(file) + (std::feof(file) == 0 ? 0 : 1000);
                     if (what == 2) answer = static_cast<int>(std::fwrite(block.data(), 1, size, file));
                     if (what == 3) answer = std::fputc(i % 256, file);
-                    if (what == 4) answer = std::fflush(file);
+                    if (what >= 4) answer = std::fflush(file);
+                    if (what == 5) answer = std::fputc(i % 256, file) + std::fflush(file) + std::fgetc(file);
                     if (what == 0) shown[which] += block;
                 }
             }
