@@ -104,8 +104,8 @@ static int fault(void* caller, int what, const char* name, const char* path, Err
     return struckBy = errors.list[(size_t)n % errors.count];
 }
 
-/* For a test that this is a part of: the n-th call from now on fails once, none with -1. Answers what the last
- * one failed with, 0 if it was not reached. */
+/* For a test that this is a part of: the n-th call from now on fails once, none with -1. Answers what the
+ * last one failed with, 0 if it was not reached. */
 int failCall(int n);
 int failCall(int n) {
     const int before = struckBy;
@@ -124,21 +124,21 @@ static const char* own(long* path) {
 
 /* Six numbers are handed on whatever the call takes, and one comes back. `bad` is what it answers when it
  * fails, with these errors in turn; a third parameter that is a size can be halved. */
-#define WRAP(what, name, path, bad, ...)                                                 \
-    long wrap_##name(long a, long b, long c, long d, long e, long f) __asm__(#name);     \
-    __attribute__((weak)) long wrap_##name(long a, long b, long c, long d, long e, long f) {                   \
-        static long (*next)(long, long, long, long, long, long);                         \
-        static const int list[] = {__VA_ARGS__};                                         \
-        const Errors errors = {list, sizeof list / sizeof *list};                        \
-        if (next == NULL) *(void**)&next = dlsym(RTLD_NEXT, #name);                      \
-        const char* const told = path;                                                   \
-        const int error = fault(__builtin_return_address(0), what, #name, told, errors); \
-        if (error == LAST && strstr(#name, "write") != NULL) next(a, b, c / 2, d, e, f); \
-        if (error == LAST) syscall(SYS_kill, syscall(SYS_getpid), SIGKILL);              \
-        if (error <= 0) return next(a, b, error == HALF && c > 1 ? c / 2 : c, d, e, f);  \
-        if (strcmp(#name, "close") == 0) (void)next(a, b, c, d, e, f);                   \
-        errno = error;                                                                   \
-        return bad;                                                                      \
+#define WRAP(what, name, path, bad, ...)                                                     \
+    long wrap_##name(long a, long b, long c, long d, long e, long f) __asm__(#name);         \
+    __attribute__((weak)) long wrap_##name(long a, long b, long c, long d, long e, long f) { \
+        static long (*next)(long, long, long, long, long, long);                             \
+        static const int list[] = {__VA_ARGS__};                                             \
+        const Errors errors = {list, sizeof list / sizeof *list};                            \
+        if (next == NULL) *(void**)&next = dlsym(RTLD_NEXT, #name);                          \
+        const char* const told = path;                                                       \
+        const int error = fault(__builtin_return_address(0), what, #name, told, errors);     \
+        if (error == LAST && strstr(#name, "write") != NULL) next(a, b, c / 2, d, e, f);     \
+        if (error == LAST) syscall(SYS_kill, syscall(SYS_getpid), SIGKILL);                  \
+        if (error <= 0) return next(a, b, error == HALF && c > 1 ? c / 2 : c, d, e, f);      \
+        if (strcmp(#name, "close") == 0) (void)next(a, b, c, d, e, f);                       \
+        errno = error;                                                                       \
+        return bad;                                                                          \
     }
 #define TEXT(parameter) (const char*)parameter
 #define LOOK EPERM, EIO, ENOMEM, EMFILE

@@ -60,10 +60,12 @@ inline std::string streamed(const TempTree& tree, const std::string& path, const
     std::FILE* file = platform::fopen(path.c_str(), mode.c_str());
     if (file == nullptr) return std::to_string(GetLastError());
     char content[100] = "";
-    EXPECT_TRUE(mode[0] != 'r' || std::fread(content, 1, 99, file) < 99);
-    if (std::feof(file) == 0 && mode[0] == 'r') return std::to_string(GetLastError() + 0 * std::fclose(file));
+    if (mode[0] == 'r' && (std::fread(content, 1, 99, file) == 99 || std::feof(file) == 0)) {
+        const DWORD number = GetLastError();
+        return std::fclose(file) == 0 ? std::to_string(number) : "";
+    }
     std::rewind(file);
-    if (firstFault >= 0) failCall(-1);
+    if (firstFault >= 0) failCall(-1);  // what is being written can be there in part
     const State before = stateOf(tree);
     const bool writes = std::fputc('X', file) == 'X' && std::fflush(file) == 0;
     const std::string shown = change(before, stateOf(tree));
