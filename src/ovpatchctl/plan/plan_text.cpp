@@ -6,10 +6,10 @@ namespace ovpatch::ctl {
 
 namespace {
 
-constexpr std::size_t WORD_WIDTH = 10;
+constexpr std::size_t WORD_WIDTH = 10;  // the longest word has 8
 
 std::string padded(std::string word) {
-    word.resize(std::max(word.size() + 1, WORD_WIDTH), ' ');
+    word.resize(WORD_WIDTH, ' ');
     return word;
 }
 

@@ -1,9 +1,8 @@
-// What the rooms would log as errors, for as long as an object of this kind lives.
+// The first that the rooms would log as an error, for as long as an object of this kind lives.
 #ifndef OVPATCH_OVPATCHCTL_STATE_CAPTURED_ERRORS_H
 #define OVPATCH_OVPATCHCTL_STATE_CAPTURED_ERRORS_H
 
 #include <string>
-#include <vector>
 
 #include "logging/log_hub.h"
 
@@ -18,13 +17,11 @@ public:
 
     std::int32_t handle(LogEvent* event) override;
 
-    // In the order in which they were told; device text.
-    const std::vector<std::string>& messages() const { return messages_; }
-    // The first of them, or an empty text.
-    std::string first() const { return messages_.empty() ? "" : messages_.front(); }
+    // Device text, empty where there is none.
+    const std::string& first() const { return first_; }
 
 private:
-    std::vector<std::string> messages_;
+    std::string first_;
 };
 
 }  // namespace ovpatch::ctl
