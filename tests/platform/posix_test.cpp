@@ -216,6 +216,7 @@ TEST(Posix, AHeldFileHasItsRoomAndNoPartOfALine) {
     file.reserve(1000000);
     EXPECT_TRUE(file.append("first\n", 6));
     EXPECT_TRUE(stat((tree.root / "held").c_str(), &status) == 0 && status.st_blocks * 512 >= 1000000);
+    EXPECT_EQ(status.st_mode, S_IFREG | 0644U);
     rlimit limit = {};
     getrlimit(RLIMIT_FSIZE, &limit);
     const rlimit low = {8, limit.rlim_max};
