@@ -40,12 +40,12 @@ const char* openModeText(std::uint32_t mode) {
 }  // namespace
 
 FileStream::FileStream(const char* fileName, std::uint32_t mode)
-    : state_(0), file_(nullptr), ownsFile_(true) {
+    : state_(0), file_(nullptr) {
     open(fileName, mode);
 }
 
 FileStream::~FileStream() {
-    if (ownsFile_) close();
+    close();
 }
 
 void FileStream::open(const char* fileName, std::uint32_t mode) {
@@ -56,7 +56,6 @@ void FileStream::open(const char* fileName, std::uint32_t mode) {
         state_ = STATE_FAIL;
         return;
     }
-    ownsFile_ = true;
     state_ = 0;
     if ((mode & MODE_ATE) != 0 && std::fseek(file_, 0, SEEK_END) != 0) close();
 }

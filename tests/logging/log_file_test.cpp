@@ -35,6 +35,7 @@ TEST(LogText, IsWrappedAt75BytesAndKeepsWordsOf15) {
 TEST(LogText, IsEscapedForHtml) {
     const std::pair<const char*, const char*> cases[] = {
         {"---", "<hr>"},
+        {"", ""},
         {"--\n-", "--<br>-"},
         {"- a&#38;<b> c   \t \\\"\x83'\r",
          "- a&#38;#38;&#60;b&#62; c&nbsp&nbsp &nbsp&nbsp&nbsp&nbsp \\\"\x83'\r"}};

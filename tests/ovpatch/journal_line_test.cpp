@@ -54,9 +54,9 @@ TEST(JournalLine, MayHaveOnlyBegun) {
 TEST(JournalLine, NamesOnlyWhatARunWouldHaveMade) {
     for (const char* line :
          {"tree \"d\"", "tree \"OVSrc.tmp\\x\"", "drop \"d\\x\"", "dropTree \"d\"", "add - \"d\\*\"",
-          "swap - - \"d\\x\" \"d\\y\"", "put - \"d\\ovk0.tmp\" \"d\\x\"",
+          "swap - - \"d\\x\" \"d\\y\"", "put - \"d\\ovk0.tmp\" \"d\\OV_Backup\\x\"",
           "remove - \"d\\backup.000\" \"d\\x\"", "drop \"d\\OV_Backup\\1\\x\"",
-          "drop \"d\\OV_Backup\\1\\2\\..\"", "drop \"d\\OVSrc.tmp\\.\"", "made - \"d\\x\""})
+          "drop \"d\\OV_Backup\\1\\2\\..\"", "drop \"d\\OVSrc.tmp\\.\"", "made - \"d\\OvBackup.ini\""})
         EXPECT_EQ(again(line), std::string(line) + "\nuntrusted");
 }
 
