@@ -43,6 +43,19 @@ TEST(JournalLine, ReadsBackWhatWasWritten) {
         EXPECT_EQ(again(line), "no line");
 }
 
+TEST(JournalLine, IsTheFirstOneOnlyInItsForm) {
+    JournalHead head;
+    const auto reads = [&](const std::string& text) { return parseHead(text.data(), text.size(), &head); };
+    const std::string line = "OvJournal 1 4294967295 \"/d\"";
+    EXPECT_TRUE(reads(line) == HeadReading::KNOWN && head.process == 4294967295U);
+    EXPECT_STREQ(head.workingDirectory, "/d");
+    for (std::size_t at = 0; at < line.size(); ++at)
+        for (const std::string& other : {line.substr(0, at), line.substr(0, at) + "\"" + line.substr(at)})
+            EXPECT_NE(reads(other), HeadReading::KNOWN) << other;
+    EXPECT_EQ(reads("OvJournal 1 4294967296 \"/d\""), HeadReading::NO_HEAD);
+    EXPECT_EQ(reads("OvJournal 2"), HeadReading::OTHER_VERSION);
+}
+
 TEST(JournalLine, MayHaveOnlyBegun) {
     using namespace std::string_literals;
     for (const std::string& text : {""s, "OvJour"s, "\0\0\0"s, "OvJ\0\0\0"s})

@@ -174,7 +174,6 @@ TEST(CutOffRun, Outcomes) {
     play(R"(put o g; put m h; put p i; put x OV_Backup/1/2/; put x sub/
         text OvJ; start ->  -journal
         text mine; start -> journal is no journal.;  -journal +journal.old=mine
-        text OvJournal%201%204294967296%20"/"%0A,OvJournal%201%20x%20"/"%0A; start -> journal is no journal.;  -journal +journal.old=
         head; start -> 0 files are back.;  -journal
         head; put m f; put o c; line write om cf; start -> 1 files are back.;  -c -journal f=old
         head; put x l; put o n; line put o- nl; line made m- l; start -> OV_Backup/OvBackup.ini was changed since, it stays.; 0 files are back, 1 could not be put back.;  -journal +journal.old=put,made,
