@@ -29,10 +29,11 @@ UNENTERED_TOLD = re.compile(r"Merge backup ini faild|cannot be written|phaseIniF
 REFUSAL = ("EndProduct #1 answer 0\n", "EndItem #2 answer 0\n")
 SECOND = 151 if WINDOWS else 41  # about the calls of a putting back
 SITUATIONS = [f"{name}, {agent}" for agent in ("old", "new") for name in
-              ("update", "second update", "rollback", "undo", "undone rollback", "logged update")] + ["rollback, nobody", "undone rollback, nobody"]
+              ("update", "second update", "rollback", "undo", "undone rollback", "logged update", "bare update", "bare rollback")] + [
+              "rollback, nobody", "undone rollback, nobody"]
 
 # How often each of them asks the host, but for what that does with the room of files.
-CALLS = [435, 407, 296, 414, 312, 572, 215, 205, 194, 204, 189, 333, 160, 105]
+CALLS = [435, 407, 296, 414, 312, 572, 333, 221, 215, 205, 194, 204, 189, 333, 202, 178, 160, 105]
 ROOM = re.compile("f?statfs|pwrite|fallocate|ftruncate|mmap|madvise")
 
 # What the oracle may find, as it is told, and why.
@@ -121,7 +122,8 @@ class Situation:
     told = set()
 
     def __init__(self, name, settings=""):
-        self.name, self.generation, self.settings = name, int(not name.endswith("old")), settings
+        self.name, self.generation = name, int(not name.endswith("old"))
+        self.settings = settings + "recovery=0\n" * name.startswith("bare")
         # One of the two plays on a host that cannot exchange files.
         self.device = (Starts if WINDOWS else Forks)("" if self.generation else "renameat2")
         for path in (b"lock", b"trace", b"agent/old.ini"):
@@ -129,7 +131,7 @@ class Situation:
         self.before = self.ordered({**Story(ENGINE, PRODUCT).tree(), "base/OV_Temp/1/2/sub": None,
                                     "dst/old0.bin": file("old0 before update"),
                                     "base/OV_Temp/1/2/sub/new2.bin": file("new2")}, 0)
-        if name.startswith(("second", "rollback", "undone")):
+        if name.startswith(("second", "rollback", "undone", "bare rollback")):
             self.before = self.ordered(self.play("none").tree, int("rollback" in name))
         if name.startswith("second"):
             self.before.update({path: file(entry.content + b", second") for path, entry in self.before.items()
@@ -249,7 +251,8 @@ class Situation:
             seen.add((place, counts["call"]))
             hows = ["once"] * (not alike) + ["kill"] * changes
             hows += ["half"] * (place == "1") if WINDOWS else ["from"] * (n % (7 if kind == "call" else 29) == 0 and RESULT not in self.before)
-            for how in hows:
+            # Without a journal what a cut leaves is what the updater has to live with.
+            for how in ["once"] * (kind == "call") if "bare" in self.name else hows:
                 yield how, n, f"{kind} {n} {how}", f"{name} {re.sub('ovp[0-9_]+', 'ovp', path)}"
 
 
@@ -271,15 +274,16 @@ def too_early(points):
 def play(name):
     # Each line of the journal is a call with flush=2, and only there can it be torn; one of the two plays with that.
     situation, flushed = (Situation(name, settings) for settings in ("flush=2\n" * ("old" in name), "flush=2\n"))
-    found = [f"{name}: {line}" for line in too_early(flushed.points)] if "logged" not in name else []
+    found = [f"{name}: {line}" for line in too_early(flushed.points)] if not name.startswith(("logged", "bare")) else []
     flushes = [point[1] for point in situation.points if re.search("sync|Flush", point[1])]
-    found += [f"{name}: flushed by {flushes}"] * (not flushes or "old" not in name and not WINDOWS and flushes != ["syncfs"])
+    found += [f"{name}: flushed by {flushes}"] * (
+        "bare" not in name and (not flushes or "old" not in name and not WINDOWS and flushes != ["syncfs"]))
     flushed.device.remove()
     calls = sum(point[0] != "m" and not ROOM.match(point[1]) for point in situation.points)
     if STEP == 1 and calls != CALLS[SITUATIONS.index(name)]:
         found.append(f"{name}: {calls} calls of the host, not {CALLS[SITUATIONS.index(name)]}")
     head = next((n for n, point in enumerate(p for p in situation.points if p[0] == "c") if point[1] == "pwrite64"), 1)
-    if head % 4 in (0, 3) and "logged" not in name:  # it fails for good, and the journal has no first line
+    if head % 4 in (0, 3) and not name.startswith(("logged", "bare")):  # it fails for good, and the journal has no first line
         without = situation.play(f"call {head} once")
         found += [f"{name}: no journal: {without.said}"] * (
             without.result != situation.plain.result or "goes on without it" not in without.said)
