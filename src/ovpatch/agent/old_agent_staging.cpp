@@ -34,8 +34,7 @@ bool isKnownMissing(const char* path) {
 }
 
 void removeAgentIni(const char* path) {
-    if (*path == '\0' || isKnownMissing(path) || journal().drop(path)) return;
-    if (unlink(path, nullptr, nullptr) != FILEOP_OK) unlink(path, nullptr, nullptr);
+    if (*path != '\0' && !isKnownMissing(path) && !journal().drop(path)) unlink(path, nullptr, nullptr);
 }
 
 void layOut(const char* agentIni, const char* target) {
