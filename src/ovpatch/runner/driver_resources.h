@@ -13,7 +13,12 @@ namespace ovpatch {
 
 struct DriverResources {
     DriverResources() = default;
-    ~DriverResources() { release(); }
+    // The strings that the agent was given go first, then its library, and last, with the members, the files
+    // that it found on disk.
+    ~DriverResources() {
+        freeUpdateStru(&update);
+        unloadPatchAgent(&agent);
+    }
     DriverResources(const DriverResources&) = delete;
     DriverResources& operator=(const DriverResources&) = delete;
 
@@ -23,15 +28,6 @@ struct DriverResources {
 
     // Lays out the files of an old-generation agent.
     void stageForOldAgent() { staging.emplace(update.items[0].destination, update.patchAgentFile); }
-
-private:
-    // The strings that the agent was given go first, then its library, and last the files that it found on
-    // disk.
-    void release() {
-        freeUpdateStru(&update);
-        unloadPatchAgent(&agent);
-        staging.reset();
-    }
 };
 
 }  // namespace ovpatch
