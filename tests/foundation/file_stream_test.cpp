@@ -53,7 +53,7 @@ TEST(FileStream, KeepsStateAndBytes) {
         {read, "E/ -1"},
         {[&] { in.close(), read(); }, "EB/ -1"},
         {[&] { in.open(path, 1), out.write("abc", 2); }, "/ -1"},
-        {[&] { out.write(nullptr, 1); }, "/B -1"},
+        {[&] { out.write(nullptr, 1), out.flush(), measure(); }, "/B 3"},
         {[&] { out.open(path, 1), measure(); }, "/ 5"},
         {[&] { out.put('x'); }, "/B 5"},
         {[&] { out.open(path, 1), out << "x"; }, "/B 5"},

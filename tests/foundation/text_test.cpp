@@ -117,11 +117,13 @@ TEST(StringList, GrowsByAQuarterAndKeepsItsStrings) {
         if (i % 4 == 0) sizes += std::to_string(list.capacity()) + " ";
     }
     EXPECT_EQ(sizes, "8 8 12 16 20 25 25 31 38 38 47 47 58 58 58 ");
+    list.resize(60);
     list.resize(59);
     other.add(ByteString("other"));
     other.clear(true);
     EXPECT_EQ(other.add(ByteString("other")), 1U);
     other = StringList(std::move(list));
+    EXPECT_EQ(other.capacity(), 60U);
     for (std::uint32_t i = 0; i < 60; ++i)
         EXPECT_EQ(other.stringAt(i)->cStr(), std::to_string(i));
 }

@@ -53,7 +53,7 @@ TEST_F(Ini, FindsTheFirstOfANameLessItsBlanks) {
     const KxIniUtil folding = open(text), exact = open(text, true);
     std::istringstream queries(R"(
         ~,h,1,1   ~,_H_,1,~  ,h,~,~      ,u,2,2       ___,u,2,2         ~,u,~,~       s,empty,,,  _S_,k,a=b,~
-        s,K,a=b,second       ,t,3,3      S,k2,~,hidden  s,;c,~,~        s,,~,~        s,~,~,~     x,k,~,~)");
+        s,K,a=b,second  ,t,3,3   S,k2,~,hidden  s,;c,~,~   s,,~,~   s,~,~,~   x,k,~,~   ,@Z,,~)");
     for (std::string query, part; queries >> query;) {
         std::replace(query.begin(), query.end(), '_', ' ');
         std::vector<std::string> parts;
@@ -91,6 +91,8 @@ TEST_F(Ini, ChangesWhatItIsAsked) {
         {[](D& d) { d.deleteValue("t", "c"), d.addValue("t", "d", ""); },
          ";1/h=1/[s]/;2/a=1/;3/b=2/[t]/d=/;4/"},
         {[](D& d) { d.addValue("s", "c", "1"), d.deleteValue("s", "x"); }, nullptr},
+        {[](D& d) { d.addValue("s", "c", d.deleteValue("x", "c") == 0 ? "1" : "x"); },
+         ";1/h=1/[s]/;2/a=1/;3/b=2/c=1/[t]/c=3/;4/"},
         {[](D& d) { d.deleteSection("s"), d.deleteSection("s"); }, ";1/h=1/[t]/c=3/;4/"},
         {[](D& d) { d.deleteSection("T"), d.addValue("u", "k", ""); }, ";1/h=1/[s]/;2/a=1/;3/b=2/[u]/k=/;4/"},
         {[](D& d) { d.deleteSection(nullptr), d.deleteSection(""); }, "[s]/;2/a=1/;3/b=2/[t]/c=3/;4/"},
