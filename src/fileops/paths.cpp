@@ -45,7 +45,6 @@ bool beginsWith(const char* text, const char* lowerCasePrefix) {
 }
 
 char separatorFor(const char* base) {
-    if (beginsWith(base, "\\\\")) return '\\';
     if (beginsWith(base, "http://") || beginsWith(base, "ftp://")) return '/';
     return '\\';
 }
