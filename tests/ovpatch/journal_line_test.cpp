@@ -24,11 +24,13 @@ TEST(JournalLine, ReadsBackWhatWasWritten) {
                       copy = " \"d\\OV_Backup\\1\\2\\backup.000\"";
     for (const std::string& line :
          {std::string("directory \"d\""), std::string("tree \"d\\OVSrc.tmp\""),
-          "add" + file + " \"d\\a%22b%25%0Ac\"", "write" + file + " 0:-1.999999999:0" + copy + " \"d\\x\"",
+          "add" + file + " \"d\\a%22b%25%0Ac\"",
+          "write" + file + " 18446744073709551615:-1.999999999:0" + copy + " \"d\\x\"",
           "remove" + none + copy + " \"d\\x\"", "restore" + none + file + copy + copy + " \"d\\x\"",
           "swap" + file + file + copy + " \"d\\x\"",
           "put" + none + " \"d\\OV_Backup\\ovk0.tmp\" \"d\\OV_Backup\\OvBackup.ini\"",
-          "made" + file + " \"d\\OV_Backup\\OvBackup.ini\"", std::string("void"), "drop" + copy,
+          "made" + file + " \"d\\OV_Backup\\OvBackup.ini\"",
+          "made" + file + " \"d\\OVSrc.tmp\\KxuPatch.ini\"", std::string("void"), "drop" + copy,
           std::string("result -1") + none, std::string("done")}) {
         EXPECT_EQ(again(line), line + "\n");
         for (std::size_t at = 0; at < line.size(); ++at) {
@@ -38,8 +40,11 @@ TEST(JournalLine, ReadsBackWhatWasWritten) {
         }
         EXPECT_EQ(again(line + " "), "no line");
     }
-    for (const std::string& line : {"made 18446744073709551616" + file.substr(2) + " \"d\\x\"",
-                                    "result 2147483648" + none, "result -2147483648" + none})
+    for (const std::string& line :
+         {"made 18446744073709551616" + file.substr(2) + " \"d\\x\"", "result 2147483648" + none,
+          "result -2147483648" + none, std::string("tree \"%0a\""), "tree \"" + std::string(1040, 'x') + "\"",
+          std::string("add 9:1.00000000:42 \"d\""),
+          std::string("add 9:9223372036854775808.000000000:42 \"d\"")})
         EXPECT_EQ(again(line), "no line");
 }
 
@@ -69,7 +74,11 @@ TEST(JournalLine, NamesOnlyWhatARunWouldHaveMade) {
          {"tree \"d\"", "tree \"OVSrc.tmp\\x\"", "drop \"d\\x\"", "dropTree \"d\"", "add - \"d\\*\"",
           "swap - - \"d\\x\" \"d\\y\"", "put - \"d\\ovk0.tmp\" \"d\\OV_Backup\\x\"",
           "remove - \"d\\backup.000\" \"d\\x\"", "drop \"d\\OV_Backup\\1\\x\"",
-          "drop \"d\\OV_Backup\\1\\2\\..\"", "drop \"d\\OVSrc.tmp\\.\"", "made - \"d\\OvBackup.ini\""})
+          "drop \"d\\OV_Backup\\1\\2\\..\"", "drop \"d\\OVSrc.tmp\\.\"", "made - \"d\\OvBackup.ini\"",
+          "drop \"d\\1\\2\\x\"", "drop \"d\\OV_Backup\\1\\x\\y\"", "drop \"d\\ovk.tmp\"",
+          "drop \"d\\ovk0x.tmp\"", "drop \"d\\ovx0.tmp\"",
+          "restore - - \"OV_Backup\\1\\2\\x\" \"d\\x\" \"d\\y\"",
+          "restore - - \"d\\x\" \"OV_Backup\\1\\2\\x\" \"d\\y\""})
         EXPECT_EQ(again(line), std::string(line) + "\nuntrusted");
 }
 

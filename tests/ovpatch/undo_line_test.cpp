@@ -15,12 +15,13 @@ namespace ovpatch::test {
 
 std::map<char, platform::FileState> states;
 
-// `put <kind> <name>`: o is what was, m what was made of it, x somebody's; a is as long and as old as o, p a
-// part of it, and e empty. `time` gives a file its time without fractions and so many seconds more.
+// `put <kind> <name>`: o is what was, m what was made of it, x somebody's; a is as long and as old as o, l
+// as long as m, p a part of o, and e empty. `time` gives a file its time without fractions and so many
+// seconds more.
 void lay(const TempTree& tree, const Words& words) {
     static const std::map<std::string, std::pair<const char*, int>> contents = {
-        {"o", {"old", 3}},   {"a", {"OLD", 3}}, {"m", {"made", 1}},
-        {"x", {"other", 2}}, {"p", {"o", 0}},   {"e", {"", 0}}};
+        {"o", {"old", 3}}, {"a", {"OLD", 3}}, {"m", {"made", 1}}, {"x", {"other", 2}},
+        {"p", {"o", 0}},   {"e", {"", 0}},    {"l", {"MADE", 2}}};
     static const auto start = fs::file_time_type::clock::now();
     const fs::path file = tree.root / words.back();
     if (words[0] == "put") {
@@ -79,7 +80,7 @@ std::string undoing(const TempTree& tree, const Words& words) {
 TEST(UndoLine, Outcomes) {
     play(R"(put o g; put m h; put p i
         put m f; undo add m f / put x f; undo add m f parts / put m f; undo write -m cf / put m f; put x c; undo write -m cf -> back -f
-        put x,e f; undo add m f / put o c; undo write,put om cf / put x f; put o c; undo write om cf -> changed f
+        put x,e f; undo add m f / put o c; undo write,put om cf / put x,l f; put o c; undo write om cf -> changed f
         put x f; put e c; undo write -m cf / put m f; put e c; undo remove -- cf / put x f; put o c; undo remove o- cf -> changed f
         put x f; put m c; undo restore om ckf -> changed f
         put m x; link x f; undo add m f / put m x; link x f; undo write -m cf -> changed f | as-before
@@ -87,7 +88,7 @@ TEST(UndoLine, Outcomes) {
         put o f; put p,m c; time -3 c; undo write om cf copy / put o f; put p x; link x c; undo write om cf copy -> as-before
         put o f; put m k; undo restore om ckf / put m c; put o f; undo swap om cf / put a c; put o f; undo swap oa cf -> as-before
         put x c; put m f; undo swap om cf / put o c; put x f; undo swap om cf -> as-before
-        put x d/x; undo directory - d / put x d; undo directory - d -> as-before
+        put x d/x; undo directory - d / put x d; undo directory,tree - d / put x s/y; link s d; undo tree - d -> as-before
         put x d/; undo directory - d -> as-before -d/
         put x d/s/y; undo tree - d -> as-before -d/ -d/s/ -d/s/y
         put m f; put o c; undo write,put om cf / put x f; put o c; undo write om cf parts / put o c; put a f; undo write oa cf -> back -c f=old
@@ -187,7 +188,7 @@ TEST(CutOffRun, Outcomes) {
         head; put m f; put o c; put x .ovp4711_1.tmp; line write om cf; put m s; line add m- s; start -> 2 files are back.;  -c -journal -sub/s f=old
         head; put x p; put o q; put x .ovp4711_1.tmp; line put o- qp; put m s; line add m- s; start -> 2 files are back.;  -.ovp4711_1.tmp -journal -ovk1.tmp -sub/s PatchDll.ini=old
         head; put m f; put o c; line write om cf; line void; start -> 0 files are back.;  -journal
-        head; put m f; put o c; line write om cf; text junk%20x%0A; start -> 1 lines of journal cannot be read.; 1 files are back.;  -c -journal +journal.old=write,junk, f=old
+        head; put m f; put o c; line write om cf; text junk%20x%0A; start / calm; head; put m f; put o c; line write om cf; text junk%20x%0A%00; start -> 1 lines of journal cannot be read.; 1 files are back.;  -c -journal +journal.old=write,junk, f=old
         calm; head; put m f; put o c; line write om cf; put m s; line write om ks; put m e; line add m- e; start -> sub/s cannot be put back.; 2 files are back, 1 could not be put back.;  -c -journal -e +journal.old=write,write, f=old
         head; put o f; put p c; line write om cf; start -> 0 files are back.;  -c -journal
         head; put o f; put p c; time -3 OV_Backup/1/2/c; line write om cf; start -> 0 files are back.;  -journal
