@@ -263,6 +263,8 @@ TEST(Walks, LinksCaseVariantsAndPathsThatDoNotFit) {
     tree.write(name);
     tree.write(name + "n");
     EXPECT_TRUE(pathExists(tree.path("\\" + name).c_str()) && !pathExists(tree.path("\\n" + name).c_str()));
+    fs::create_symlink("ring", tree.root / "ring");
+    EXPECT_TRUE(NameIndex().canMatch(tree.path("\\ring\\x").c_str()));
 }
 #endif
 
