@@ -118,6 +118,7 @@ TEST(Posix, OutcomesOnPermissionsAndNames) {
         own file 01; swap,copy other file; owner file -> 1
         swap missing,list,pipe,file file / swap file missing,list,pipe,sealed -> no
         own file 11; back other file; owner file -> 11
+        own file 11; back other file -> ok -other file=new:640
         back pipe file / back other pipe -> 5
         chmod file 4644,2644; move file new / own file 11; move file new,other / own other 11; move file other -> no
         hard two file; move file,two new / hard two file; hard three file; move file two -> no
