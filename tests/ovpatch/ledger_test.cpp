@@ -1,10 +1,13 @@
-// Free names for copies.
+// Free names for copies, and ledgers in memory.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <random>
 #include <vector>
 
 #include "ovpatch/ledger/backup_paths.h"
+#include "ovpatch/ledger/ledger_file.h"
+#include "ovpatch/ledger/ledger_reader.h"
 #include "ovpatch/ledger/unique_name.h"
 #include "tests/support/temp_tree.h"
 
@@ -74,6 +77,20 @@ TEST(UniqueName, IsRefusedWhenNoneCanBeHad) {
     EXPECT_EQ(create(tree.path("\\file\\below\\"), &names), "");
     EXPECT_EQ(create(tree.path(tooLong), &names), "") << "the path does not fit";
     EXPECT_FALSE(test::fs::exists(tree.root / std::string(240, 'd') / "backup.000"));
+}
+
+TEST(Ledger, MayBeNullAndReleasedAgain) {
+    KxIniUtil document(nullptr, LEDGER_COMMENT, false);
+    BackupStru ledger = {};
+    EXPECT_EQ(phaseIniForBackup(nullptr, &ledger), 0);
+    EXPECT_EQ(phaseIniForBackup(&document, nullptr), 0);
+    UpdateStru update = {};
+    update.items = static_cast<UpdateItem*>(std::calloc(update.itemCount = 1, sizeof(UpdateItem)));
+    initBackupStru(update, &ledger);
+    for (BackupStru* released : {&ledger, &ledger, static_cast<BackupStru*>(nullptr)})
+        freeBackupStru(released);
+    for (UpdateStru* released : {&update, &update, static_cast<UpdateStru*>(nullptr)})
+        freeUpdateStru(released);
 }
 
 }  // namespace ovpatch

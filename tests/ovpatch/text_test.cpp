@@ -59,6 +59,7 @@ TEST(BackupPaths, EndInABackslashOfTheirOwn) {
         EXPECT_EQ(path, front + "OV_Backup\\1\\10\\");
     }
     EXPECT_EQ(itemBackupDir("\\Data\\", 1, 10, path, sizeof path), 21U);
+    EXPECT_EQ(itemBackupDir("\\", 1, 10, path, sizeof path), 16U);
     setCodePage(0);
     EXPECT_EQ(itemSourceDir(std::string(245, 'x').c_str(), 2, 31, path, sizeof path), 259U);
     for (const std::size_t length : {246U, 1014U, 1024U}) {
@@ -67,8 +68,11 @@ TEST(BackupPaths, EndInABackslashOfTheirOwn) {
         EXPECT_STREQ(path, "");
     }
     EXPECT_TRUE(ledgerPath(std::string(236, 'x').c_str(), path, sizeof path));
-    EXPECT_FALSE(ledgerPath(std::string(237, 'x').c_str(), path, sizeof path));
-    EXPECT_STREQ(path, "");
+    for (const std::size_t length : {237U, 250U}) {
+        path[0] = 'x';
+        EXPECT_FALSE(ledgerPath(std::string(length, 'x').c_str(), path, sizeof path));
+        EXPECT_STREQ(path, "");
+    }
 }
 
 }  // namespace ovpatch
