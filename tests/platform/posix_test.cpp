@@ -56,7 +56,7 @@ TEST(Posix, OutcomesOnLinks) {
         attr dirlink,dirlink/ -> directory
         attr link -> plain
         find dirlink -> dirlink/ end
-        find * -> a b dir/ dirlink/ file link none end
+        find * / discard none; link none file/x; find * -> a b dir/ dirlink/ file link none end
         state dir/real -> 3
         state link -> link 3
         state none,dirlink -> link yes
@@ -83,7 +83,7 @@ TEST(Posix, OutcomesOnLinks) {
         discard link -> ok -link
         put link.ovp x; tidy link -> ok
         put gone.ovp x; tidy gone -> ok -gone.ovp +gone=x
-        del,rmdir none -> ok -none
+        del,rmdir none / discard none; link none file/x,none; rmdir none -> ok -none
         del dirlink / rmdir dirlink,dirlink/,dirlink// -> ok -dirlink
     )",
         onHost);
@@ -104,7 +104,7 @@ TEST(Posix, OutcomesOnPermissionsAndNames) {
         nobody: open shut rb / nobody: attr list/sub / nobody: create,mkdir new / nobody: del file -> 5
         nobody: find list/* -> sub end
         find list/* -> sub/ end
-        own file 10; copy,steps other file; owner file / own file 10; open file w; owner file -> 10
+        own file 10; copy,steps,back other file; owner file / own file 10; open file w; owner file -> 10
         copy,steps other file; owner file -> 0
 
         move other file -> yes -other file=new:640
@@ -115,10 +115,9 @@ TEST(Posix, OutcomesOnPermissionsAndNames) {
         move file a*,missing/new,pipe,sealed,list / move missing,a*,pipe,list,sealed new -> no
         swap other file -> yes file=new:640 other=old
         swap other file; reswap other file -> yes file=old other=new:640
-        own file 01; swap,copy other file; owner file -> 1
+        own file 01; swap,copy,back other file; owner file -> 1
         swap missing,list,pipe,file file / swap file missing,list,pipe,sealed -> no
-        own file 11; back other file; owner file -> 11
-        own file 11; back other file -> ok -other file=new:640
+        own file 11; chmod other 4755; back other file -> ok -other file=new:755
         back pipe file / back other pipe -> 5
         chmod file 4644,2644; move file new / own file 11; move file new,other / own other 11; move file other -> no
         hard two file; move file,two new / hard two file; hard three file; move file two -> no
@@ -127,7 +126,7 @@ TEST(Posix, OutcomesOnPermissionsAndNames) {
         name file new; copy,steps other file; open new r -> old
         name missing new -> 2
         name file missing/new -> 3
-        name list,pipe,sealed new / hard two file; name file new / chmod file 4644; name file new -> 50
+        name list,pipe,sealed new / hard two file; name file new / chmod file 4644; name file new / own file 11; chmod other 4755; back other file; name file new -> 50
         name file other,list -> 80
         name a* new / name file a* -> 123
 
