@@ -138,9 +138,9 @@ inline std::string act(const TempTree& tree, const Words& words) {
 // What a step answers, and how the tree has changed. One of which a call fails has done it all the same, or
 // tells why not and has changed nothing; then its next call fails.
 inline std::string device(const TempTree& tree, const Words& words) {
-    static const std::map<int, std::string> numbers = {{EIO, "1117"},  {ENOMEM, "8"}, {EMFILE, "4"},
-                                                       {ENFILE, "4"},  {EPERM, "5"},  {EACCES, "5"},
-                                                       {ENOSPC, "112"}};
+    static const std::map<int, std::string> numbers = {{EIO, "1117"},   {ENOMEM, "8"}, {EMFILE, "4"},
+                                                       {ENFILE, "4"},   {EPERM, "5"},  {EACCES, "5"},
+                                                       {ENOSPC, "112"}, {EXDEV, "17"}};
     // 31 tells of a question that is forbidden, 3 and 5 of what was asked thereafter.
     static const std::set<std::string> failures = {"no", "3", "5", "31", "yes", "link yes"};
     const State before = stateOf(tree);
