@@ -213,6 +213,7 @@ class Others(Runs):
                 (' "a.exe" "" " base\t" "  "', 0, "base/"), ('"x/a.exe" "base/in"', 0, "base/in/"),
                 ('"base/a.exe"', 0, "base/"), ('"base/a b.exe"', 0, "base/"), ('"base\\in/a.exe"', 0, "base/in/"),
                 ('"base/a.exe" "o" "third"', 0, "base/"), ('""', 0, ""), ('"a.exe"', 0, ""), (tokens + '"', 0, "base/"),
+                (f'"base/{"b" * 250}.exe"', 0, "base/"), (f'"base/{"b" * 251}.exe"', 1, None),
                 (f'"x" "{deep}"', 0, deep + "/"), (f'"x" "{deep}d"', 0, None), (f'"x" "{deep}de"', 0, None),
                 ('"base/a.exe" "base" "base" "base"', 0, None), ('"a.exe" "' + "b" * 260 + '"', 1, None),
                 ('"a.exe" "' + "b" * 259 + '"', 0, None),
@@ -221,7 +222,8 @@ class Others(Runs):
             outcome = self.device.run([line])
             results = {path: entry.content for path, entry in outcome.tree.items() if path.endswith("OvResult.ini")}
             expected = {} if base is None else {base + "OV_Temp/OvResult.ini": b"result=0\n"}
-            self.assertEqual((outcome.exit, results), (status, expected), line)
+            told = any(b"\nOvPatch: CatURIWithFile: failed.\n\nInfo" in entry.content for entry in outcome.tree.values() if entry)
+            self.assertEqual((outcome.exit, results, told), (status, expected, line.endswith('cde"')), line)
 
     def test_two_runs(self):
         """The second waits, with nothing done, for as long as the first one's agent takes."""
@@ -271,8 +273,9 @@ class Others(Runs):
         """Without standard streams, or without a place for the lock, a run goes on; a file too large for the host fails."""
         for through in (["sh", "-c", 'exec "$@" 0<&- 1>&- 2>&-', "-"], WITHOUT_LOCK if MOUNTS else ()):
             self.judged(Story(ENGINE).tree(), through=through)
-        large = {**Story(ENGINE).tree(), "base/OV_Temp/2/31/large": file("new" * 30000)}
-        self.judged(large, 16, through=["prlimit", "--fsize=60000"])
+        large = file("large" * 20000)
+        for tree in {"base/OV_Temp/2/31/large": large}, {"dst/old0.bin": Link(b"../real"), "real": large}:
+            self.judged({**Story(ENGINE).tree(), **tree}, 16, through=["prlimit", "--fsize=60000"])
 
     @unittest.skipIf(WINDOWS, "links of a POSIX host")
     def test_links(self):
