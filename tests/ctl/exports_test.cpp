@@ -125,8 +125,11 @@ TEST(Exports, OfElf) {
         .expect(
             "0 1 7f ELF, 64 bits, processor 999: guarded plain weak; 4 1 3 damaged; 4 1 0 damaged; "
             "5 1 0 damaged; 5 1 3 damaged; 10 1 2 program; 20 4 fffff000 damaged; 36 2 37 damaged; "
-            "38 2 2 program; d0 4 600 damaged; 100 4 9 ELF, 64 bits, processor 999:; 108 4 1600 damaged; "
+            "38 2 2 program; 98 4 400 damaged; d0 4 30 damaged; "
+            "d0 4 40 ELF, 64 bits, processor 999: guarded plain weak; d0 4 600 damaged; 100 4 9 ELF, 64 "
+            "bits, processor 999:; 108 4 1600 damaged; "
             "108 4 fff damaged; 148 4 8000001 program; 218 4 80 damaged; "
+            "404 4 7 ELF, 64 bits, processor 999: guarded plain weak; "
             "404 4 8 ELF, 64 bits, processor 999: plain; 418 8 0 ELF, 64 bits, processor 999:");
 }
 
@@ -149,7 +152,8 @@ TEST(Exports, OfPe) {
         .expect(
             "0 1 4d PE, 64 bits, x86-64: plain weak; 83 1 1 damaged; 86 2 61 damaged; 97 1 0 program; "
             "98 2 10c damaged; 104 4 0 PE, 64 bits, x86-64:; 108 4 0 PE, 64 bits, x86-64:; "
-            "108 4 3600 damaged; 108 4 fff damaged; 424 4 2 damaged; 428 4 0 PE, 64 bits, x86-64:; "
+            "108 4 3600 damaged; 108 4 1100 damaged; 108 4 fff damaged; 424 4 2 damaged; 428 8 0 PE, 64 "
+            "bits, x86-64:; "
             "428 4 1 PE, 64 bits, x86-64: plain");
 }
 
