@@ -205,6 +205,7 @@ class Moments(Told):
     def test_progress(self):
         """A bar on a terminal follows the run through its undo, by either format of the log, and goes."""
         orders = "+base/ovcfg.ini=[Debug]^Level={0}^html={1}^; CheckFileEx #2 await go; StartItem #3 await back; EndItem #2 answer 0"
+        orders += "; +base/OV_Log/KxuDump.txt=PatchAgent CheckFil; +base/OV_Log/KxuDump.htm=PatchAgent CheckFil"
         for run, level, arguments in (("U1", 6, ()), ("R1", 6, ()), ("U1", 7, ()), ("U1", 6, ("--json",))):
             _, tree = self.prepare((), "+base/OV_Temp/1/2/sub/f=new;; " + orders.format(level, int(run == "R1")), run)
             self.device.lay(tree)
