@@ -125,27 +125,23 @@ struct Recorder : LogListener {
 // `line` and what `undo` has above adds a line to the journal, `text` anything else; `start` puts the run
 // right. c and k are copies, l is a ledger and n its keeper, s a file in another directory.
 std::string starting(const TempTree& tree, const Words& words) {
-    static const std::map<char, std::string> paths = {{'c', "OV_Backup/1/2/c"},
-                                                      {'k', "OV_Backup/1/2/k"},
-                                                      {'l', "OV_Backup/OvBackup.ini"},
-                                                      {'n', "OV_Backup/ovk0.tmp"},
-                                                      {'s', "sub/s"},
-                                                      {'p', "PatchDll.ini"},
-                                                      {'q', "ovk1.tmp"}};
+    static const Words paths = {
+        "OV_Backup/1/2/c", "OV_Backup/1/2/k", "OV_Backup/OvBackup.ini", "OV_Backup/ovk0.tmp", "sub/s",
+        "PatchDll.ini",    "ovk1.tmp"};
+    const auto pathOf = [&](const std::string& name) {
+        const std::size_t at = std::string("cklnspq").find(name[0]);
+        return at < paths.size() ? paths[at] + name.substr(1) : name;
+    };
     static std::string journal;
     if (words[0] == "line") {
-        const Told told(words, [&](char name) {
-            const auto known = paths.find(name);
-            return tree.path("/" + (known == paths.end() ? std::string(1, name) : known->second));
-        });
+        const Told told(words, [&](char name) { return tree.path("/" + pathOf(std::string(1, name))); });
         static char text[JOURNAL_LINE_SIZE];
         journal.append(text, formatLine(told.line, text));
     }
     if (words[0] == "calm") firstFault = -2;
     if (words[0] == "text") journal += words[1];
     if (words[0] == "head") journal = "OvJournal 1 4711 \"/\"\n";
-    if (words[0] == "put" && paths.count(words[2][0]) != 0)
-        return lay(tree, {words[0], words[1], paths.at(words[2][0]) + words[2].substr(1)}), "";
+    if (words[0] == "put") return lay(tree, {words[0], words[1], pathOf(words[2])}), "";
     if (words[0] != "start") return lay(tree, words), "";
     tree.write("OvJournal.txt", journal);
     patchSession().recovery = 1;
@@ -172,7 +168,7 @@ std::string starting(const TempTree& tree, const Words& words) {
 
 #ifndef _WIN32  // where the file of the last line may be a part
 TEST(CutOffRun, Outcomes) {
-    play(R"(put o g; put m h; put p i; put x OV_Backup/1/2/; put x sub/
+    play(R"(put o g; put m h; put p i; put x OV_Backup/1/2/
         text OvJ; start ->  -journal
         text mine; start -> journal is no journal.;  -journal +journal.old=mine
         head; start -> 0 files are back.;  -journal
