@@ -117,20 +117,21 @@ Image elf(unsigned bits, bool isHighFirst, bool isGnu, std::uint16_t machine) {
 TEST(Exports, OfElf) {
     for (const bool isGnu : {false, true}) {
         elf(64, false, isGnu, 62).expect("0 1 7f ELF, 64 bits, x86-64: guarded plain weak");
-        elf(32, false, isGnu, 40).expect("0 1 7f ELF, 32 bits, ARM: guarded plain weak");
+        elf(32, false, isGnu, isGnu ? 40 : 183).expect("0 1 7f ELF, 32 bits, ARM: guarded plain weak");
         elf(32, true, isGnu, 8).expect("0 1 7f ELF, 32 bits, MIPS, high byte first: guarded plain weak");
         elf(64, true, isGnu, 22).expect("0 1 7f ELF, 64 bits, s390, high byte first: guarded plain weak");
     }
-    elf(64, false, true, 999)
+    elf(64, false, true, 243)
         .expect(
-            "0 1 7f ELF, 64 bits, processor 999: guarded plain weak; 4 1 3 damaged; 4 1 0 damaged; "
-            "5 1 0 damaged; 5 1 3 damaged; 10 1 2 program; 20 4 fffff000 damaged; 36 2 37 damaged; "
-            "38 2 2 program; 98 4 400 damaged; d0 4 30 damaged; "
-            "d0 4 40 ELF, 64 bits, processor 999: guarded plain weak; d0 4 600 damaged; 100 4 9 ELF, 64 "
-            "bits, processor 999:; 108 4 1600 damaged; "
-            "108 4 fff damaged; 148 4 8000001 program; 218 4 80 damaged; "
-            "404 4 7 ELF, 64 bits, processor 999: guarded plain weak; "
-            "404 4 8 ELF, 64 bits, processor 999: plain; 418 8 0 ELF, 64 bits, processor 999:");
+            "0 1 7f ELF, 64 bits, RISC-V: guarded plain weak; 4 1 3 damaged; 4 1 0 damaged; 5 1 0 damaged; 5 "
+            "1 3 damaged; 10 1 2 program; 12 2 3 ELF, 64 bits, x86: guarded plain weak; 12 2 14 ELF, 64 "
+            "bits, PowerPC: guarded plain weak; 12 2 15 ELF, 64 bits, PowerPC: guarded plain weak; 12 2 2a "
+            "ELF, 64 bits, SuperH: guarded plain weak; 12 2 3e7 ELF, 64 bits, processor 999: guarded plain "
+            "weak; 20 4 fffff000 damaged; 36 2 37 damaged; 38 2 2 program; 98 4 400 damaged; d0 4 30 "
+            "damaged; d0 4 40 ELF, 64 bits, RISC-V: guarded plain weak; d0 4 600 damaged; 100 4 9 ELF, 64 "
+            "bits, RISC-V:; 108 4 1600 damaged; 108 4 fff damaged; 148 4 8000001 program; 218 4 80 damaged; "
+            "404 4 7 ELF, 64 bits, RISC-V: guarded plain weak; 404 4 8 ELF, 64 bits, RISC-V: plain; 418 8 0 "
+            "ELF, 64 bits, RISC-V:");
 }
 
 // Addresses of the second section are 0x3000 more than offsets; `head` is what depends on the width.
@@ -150,11 +151,12 @@ TEST(Exports, OfPe) {
         .expect("0 1 4d PE, 32 bits, x86: plain weak");
     pe("84 2 8664 2; 94 2 f0 2000 20b; 104 4 10 3410; 194 4 1000 100 300; 1bc 4 3400 200 400;")
         .expect(
-            "0 1 4d PE, 64 bits, x86-64: plain weak; 83 1 1 damaged; 86 2 61 damaged; 97 1 0 program; "
-            "98 2 10c damaged; 104 4 0 PE, 64 bits, x86-64:; 108 4 0 PE, 64 bits, x86-64:; "
-            "108 4 3600 damaged; 108 4 1100 damaged; 108 4 fff damaged; 424 4 2 damaged; 428 8 0 PE, 64 "
-            "bits, x86-64:; "
-            "428 4 1 PE, 64 bits, x86-64: plain");
+            "0 1 4d PE, 64 bits, x86-64: plain weak; 83 1 1 damaged; 84 2 166 PE, 64 bits, MIPS: plain weak; "
+            "84 2 1a2 PE, 64 bits, SuperH: plain weak; 84 2 1a6 PE, 64 bits, SuperH: plain weak; 84 2 1c0 "
+            "PE, 64 bits, ARM: plain weak; 84 2 1c4 PE, 64 bits, ARM: plain weak; 84 2 aa64 PE, 64 bits, "
+            "ARM: plain weak; 86 2 61 damaged; 97 1 0 program; 98 2 10c damaged; 104 4 0 PE, 64 bits, "
+            "x86-64:; 108 4 0 PE, 64 bits, x86-64:; 108 4 3600 damaged; 108 4 1100 damaged; 108 4 fff "
+            "damaged; 424 4 2 damaged; 428 8 0 PE, 64 bits, x86-64:; 428 4 1 PE, 64 bits, x86-64: plain");
 }
 
 }  // namespace
