@@ -121,14 +121,14 @@ TEST(Text, Limits) {
 TEST(NameIndex, KnowsWhatADirectoryHeldAndWhatHasGone) {
     const TempTree tree;
     NameIndex index;
-    for (int i = 0; i < 100; ++i)
+    for (int i = 0; i < 128; ++i)
         tree.write("a/Name" + std::to_string(i * i));
     tree.write("b/x");
     const auto canMatch = [&](const std::string& name) { return index.canMatch(tree.path(name).c_str()); };
     const auto missing = [&](const std::string& name) { return index.knowsMissing(tree.path(name).c_str()); };
     const auto forget = [&](const std::string& name) { index.forget(tree.path(name).c_str()); };
     EXPECT_FALSE(missing("\\a\\none"));
-    for (int i = 0; i < 100; ++i) {
+    for (int i = 0; i < 128; ++i) {
         const std::string number = std::to_string(i * i);
         for (const char* other : {"\\a\\name", "\\b\\Name"})
             forget(other + number);

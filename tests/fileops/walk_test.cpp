@@ -260,9 +260,14 @@ TEST(Walks, LinksCaseVariantsAndPathsThatDoNotFit) {
     setCodePage(0);
     const TempTree tree;
     const std::string name(258 - tree.path("").size(), 'n');
-    tree.write(name);
-    tree.write(name + "n");
+    tree.write(name + "/");
+    tree.write(name + "n/");
     EXPECT_TRUE(pathExists(tree.path("\\" + name).c_str()) && !pathExists(tree.path("\\n" + name).c_str()));
+    EXPECT_EQ(listed(tree.path("\\"), tree.path("").size()), "\\" + name + "/ \\" + name + "n end");
+    fs::current_path(tree.root);
+    EXPECT_EQ(makeDirectory("dd", nullptr, nullptr), 0);
+    EXPECT_EQ(listed("", 0), "dd/ " + name + "/ " + name + "n/ end");
+    fs::current_path("/");
     fs::create_symlink("ring", tree.root / "ring");
     EXPECT_TRUE(NameIndex().canMatch(tree.path("\\ring\\x").c_str()));
 }
