@@ -31,13 +31,13 @@ TEST(Contract, Outcomes) {
         copy,steps locked new; copy,steps file new / copy,steps file dir,empty,locked / copy,steps dir,empty file,new -> 5
         del locked,dir,empty / can dir / open dir rb,w,at,r+ / open locked w,at,r+,wb,w+ -> 5
         copy,steps file file,dir/../file -> 32
-        new,save file dir/inner / create new; create new / create file,dir,locked -> 80
+        new,save file dir/inner / create new; create new / create file,dir,locked / twin file locked,dir -> 80
         name file locked -> 80 | 50
         open file x,rx,bw,+ -> 87
         rmdir dir,dir/ -> 145
         mkdir dir,dir/,file,locked -> 183
         rmdir file,dir/inner -> 267
-        copy,steps file new,dir/../new / new,save file new -> ok +new=abc
+        copy,steps file new,dir/../new / new,save,twin file new -> ok +new=abc
         copy,steps locked file -> ok file=kept:444 | ok file=kept
         create new -> ok +new=
         mkdir new,new/ -> ok +new/=
@@ -49,12 +49,9 @@ TEST(Contract, Outcomes) {
         back locked file -> ok -locked file=kept:444
         back missing file,new / twin missing new -> 2
         back dir file,new / back file dir / twin dir new / discard dir -> 5
-        twin file new -> ok +new=abc
         twin locked new -> ok +new=kept:444
-        twin file locked,dir -> 80
-        discard locked -> ok -locked
-        discard missing,missing/x -> ok
-        chmod locked 644; del locked -> ok -locked
+        discard missing,missing/x,file/x -> ok
+        discard locked / chmod locked 644; del locked -> ok -locked
         open file r,rb,rt -> abc
         open file r+,r+b,rb+ -> abc, file=Xbc closed file=Xbc
         open file a,ab,at,a+,a+b -> , file=abcX closed file=abcX
