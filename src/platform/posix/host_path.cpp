@@ -66,8 +66,6 @@ bool HostPath::append(WCHAR unit, bool wildcards) {
 void HostPath::stripTrailingSeparators() {
     while (length_ > 1 && bytes_[length_ - 1] == '/')
         bytes_[--length_] = '\0';
-    const char* separator = std::strrchr(bytes_, '/');
-    lastName_ = separator == nullptr ? 0 : static_cast<std::size_t>(separator - bytes_) + 1;
 }
 
 }  // namespace ovpatch::posix
