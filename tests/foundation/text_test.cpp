@@ -34,9 +34,7 @@ TEST(ByteString, DoesWhatAStringDoes) {
         [&] { ours.appendChar(1, 'x'), ours.appendChar(0, 'y'), ours.appendChar(-1, 'z'), model += 'x'; },
         [&] { ours.trimWhitespace(), model = test::replaced(model, "^[ \t\n\f\r]+|[ \t\n\f\r]+$", ""); },
         [&] { ours.at(at) = '!', model.replace(from, at < model.size(), at < model.size(), '!'); },
-        [&] {
-            ours.replace(at, count, text.c_str()), capacity = model.replace(from, count, text).size() + 1;
-        },
+        [&] { ours.replace(at, count, text.data()), capacity = model.replace(from, count, text).size() + 1; },
         [&] {
             ours.replace(at, count, ours.cStr()), capacity = model.replace(from, count, model).size() + 1;
         },

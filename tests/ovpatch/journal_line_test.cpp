@@ -21,17 +21,17 @@ std::string again(const std::string& text) {
 
 TEST(JournalLine, ReadsBackWhatWasWritten) {
     const std::string file = " 9:1700000000.000000000:42", none = " -",
-                      copy = " \"d\\OV_Backup\\1\\2\\backup.000\"";
+                      copy = " \"OV_Backup\\1\\2\\backup.000\"";
     for (const std::string& line :
-         {std::string("directory \"d\""), std::string("tree \"d\\OVSrc.tmp\""),
+         {"directory \"" + std::string(1039, 'x') + "\"", std::string("tree \"d\\OVSrc.tmp\""),
           "add" + file + " \"d\\a%22b%25%0Ac\"",
-          "write" + file + " 18446744073709551615:-1.999999999:0" + copy + " \"d\\x\"",
+          "write" + file + " 18446744073709551615:-9223372036854775807.999999999:0" + copy + " \"d\\x\"",
           "remove" + none + copy + " \"d\\x\"", "restore" + none + file + copy + copy + " \"d\\x\"",
           "swap" + file + file + copy + " \"d\\x\"",
           "put" + none + " \"d\\OV_Backup\\ovk0.tmp\" \"d\\OV_Backup\\OvBackup.ini\"",
           "made" + file + " \"d\\OV_Backup\\OvBackup.ini\"",
           "made" + file + " \"d\\OVSrc.tmp\\KxuPatch.ini\"", std::string("void"), "drop" + copy,
-          std::string("result -1") + none, std::string("done")}) {
+          "result 2147483647" + none, "result -2147483647" + none, std::string("done")}) {
         EXPECT_EQ(again(line), line + "\n");
         for (std::size_t at = 0; at < line.size(); ++at) {
             EXPECT_NE(again(line.substr(0, at)), line.substr(0, at) + "\n") << at;
@@ -46,6 +46,11 @@ TEST(JournalLine, ReadsBackWhatWasWritten) {
           std::string("add 9:1.00000000:42 \"d\""),
           std::string("add 9:9223372036854775808.000000000:42 \"d\"")})
         EXPECT_EQ(again(line), "no line");
+    std::string out(50000, '\0'), text;
+    for (const std::size_t size : {16370, 16371, 20000}) {
+        JournalLine line = {LineKind::DIRECTORY, {}, {text.assign(size, 'x').c_str()}, 0};
+        EXPECT_TRUE(formatLine(line, &out[0]) == (size == 16370 ? 16383U : 0U) && out[16384] == 0) << size;
+    }
 }
 
 TEST(JournalLine, IsTheFirstOneOnlyInItsForm) {

@@ -16,12 +16,12 @@ namespace ovpatch::test {
 std::map<char, platform::FileState> states;
 
 // `put <kind> <name>`: o is what was, m what was made of it, x somebody's; a is as long and as old as o, l
-// as long as m, p a part of o, and e empty. `time` gives a file its time without fractions and so many
-// seconds more.
+// as long as m, p a part of o, e empty, and r a result. `time` gives a file its time without fractions and so
+// many seconds more.
 void lay(const TempTree& tree, const Words& words) {
     static const std::map<std::string, std::pair<const char*, int>> contents = {
         {"o", {"old", 3}}, {"a", {"OLD", 3}}, {"m", {"made", 1}}, {"x", {"other", 2}},
-        {"p", {"o", 0}},   {"e", {"", 0}},    {"l", {"MADE", 2}}};
+        {"p", {"o", 0}},   {"e", {"", 0}},    {"l", {"MADE", 2}}, {"r", {"result=0", 3}}};
     static const auto start = fs::file_time_type::clock::now();
     const fs::path file = tree.root / words.back();
     if (words[0] == "put") {
@@ -82,7 +82,7 @@ TEST(UndoLine, Outcomes) {
         put m f; undo add m f / put x f; undo add m f parts / put m f; undo write -m cf / put m f; put x c; undo write -m cf -> back -f
         put x,e f; undo add m f / put o c; undo write,put om cf / put x,l f; put o c; undo write om cf -> changed f
         put x f; put e c; undo write -m cf / put m f; put e c; undo remove -- cf / put x f; put o c; undo remove o- cf -> changed f
-        put x f; put m c; undo restore om ckf -> changed f
+        put x f; put m c; undo restore om ckf / put m f; put o c; time 1,-2 f; undo write om cf -> changed f
         put m x; link x f; undo add m f / put m x; link x f; undo write -m cf -> changed f | as-before
         undo add m f / put o f; undo write om,oo cf / put o f; put x,p c; undo write om cf / put x c; put o f; undo write oa cf -> as-before
         put o f; put p,m c; time -3 c; undo write om cf copy / put o f; put p x; link x c; undo write om cf copy -> as-before
@@ -91,15 +91,12 @@ TEST(UndoLine, Outcomes) {
         put x d/x; undo directory - d / put x d; undo directory,tree - d / put x s/y; link s d; undo tree - d -> as-before
         put x d/; undo directory - d -> as-before -d/
         put x d/s/y; undo tree - d -> as-before -d/ -d/s/ -d/s/y
-        put m f; put o c; undo write,put om cf / put x f; put o c; undo write om cf parts / put o c; put a f; undo write oa cf -> back -c f=old
-        put m f; put o c; time 0,-1 f; undo write om cf -> back -c f=old
-        put m f; put o c; time 1,-2 f; undo write om cf -> changed f
+        put m f; put o c; undo write,put om cf / put x f; put o c; undo write om cf parts / put o c; put a f; undo write oa cf / put m f; put o c; time 0,-1 f; undo write om cf -> back -c f=old
         put m f; put a c; undo write om cf -> back -c f=OLD
         put m f; put e c; undo write -m cf / put x f; put x c; undo write -m cf parts -> back -c -f
         put m f; undo write om cf / put m f; put x c; undo write om cf / put m f; put p c; undo write om cf copy / undo remove o- cf -> failed f
         put o f; put o c; undo write,put om cf / put o f; put m,e c; undo write om cf / put o f; put x c; undo write om cf parts -> as-before -c
-        put o f; put p c; time 0,-2 c; undo write om cf copy / put e c; undo remove -- cf / put o f; put o c; undo remove o- cf -> as-before -c
-        put o f; put m k; put o c; undo restore om ckf / put m k; put e c; undo restore -m ckf -> as-before -c
+        put o f; put p c; time 0,-2 c; undo write om cf copy / put e c; undo remove -- cf / put o f; put o c; undo remove o- cf / put o f; put m k; put o c; undo restore om ckf / put m k; put e c; undo restore -m ckf -> as-before -c
         put a c; put o f; undo write oa cf -> as-before -c | back -c f=OLD
         put o c; undo remove o- cf -> back -c +f=old
         put m f; put o c; undo restore om ckf -> back -c f=old +k=made
@@ -123,13 +120,13 @@ struct Recorder : LogListener {
 };
 
 // `line` and what `undo` has above adds a line to the journal, `text` anything else; `start` puts the run
-// right. c and k are copies, l is a ledger and n its keeper, s a file in another directory.
+// right. c and k are copies, l is a ledger and n its keeper, s a file elsewhere, r the result.
 std::string starting(const TempTree& tree, const Words& words) {
     static const Words paths = {
         "OV_Backup/1/2/c", "OV_Backup/1/2/k", "OV_Backup/OvBackup.ini", "OV_Backup/ovk0.tmp", "sub/s",
-        "PatchDll.ini",    "ovk1.tmp"};
+        "PatchDll.ini",    "ovk1.tmp",        "OV_Temp/OvResult.ini"};
     const auto pathOf = [&](const std::string& name) {
-        const std::size_t at = std::string("cklnspq").find(name[0]);
+        const std::size_t at = std::string("cklnspqr").find(name[0]);
         return at < paths.size() ? paths[at] + name.substr(1) : name;
     };
     static std::string journal;
@@ -140,7 +137,7 @@ std::string starting(const TempTree& tree, const Words& words) {
     }
     if (words[0] == "calm") firstFault = -2;
     if (words[0] == "text") journal += words[1];
-    if (words[0] == "head") journal = "OvJournal 1 4711 \"/\"\n";
+    if (words[0] == "head") journal = "OvJournal 1 4711 \"" + tree.path("") + "\"\n";
     if (words[0] == "put") return lay(tree, {words[0], words[1], pathOf(words[2])}), "";
     if (words[0] != "start") return lay(tree, words), "";
     tree.write("OvJournal.txt", journal);
@@ -171,25 +168,23 @@ TEST(CutOffRun, Outcomes) {
     play(R"(put o g; put m h; put p i; put x OV_Backup/1/2/
         text OvJ; start ->  -journal
         text mine; start -> journal is no journal.;  -journal +journal.old=mine
-        head; start -> 0 files are back.;  -journal
-        head; put m f; put o c; line write om cf; start -> 1 files are back.;  -c -journal f=old
+        head; start / head; put m f; put o c.ovp; line swap om cf; start / head; put m f; put o c; line write om cf; line void; start / head; put o f; put p c; time -3 OV_Backup/1/2/c; line write om cf; start -> 0 files are back.;  -journal
+        head; put x d/; text directory%20"d"%0A; start -> 0 files are back.;  -d/ -journal
+        head; put m f; put o c; line write om cf; start / head; put m f; put o c; line write om cf; put r r; line result r; start -> 1 files are back.;  -c -journal f=old
         head; put x l; put o n; line put o- nl; line made m- l; start -> OV_Backup/OvBackup.ini was changed since, it stays.; 0 files are back, 1 could not be put back.;  -journal +journal.old=put,made,
         head; put m,x l; put o n; line put o- nl; start -> 1 files are back.;  -OV_Backup/ovk0.tmp -journal OV_Backup/OvBackup.ini=old
         head; put x p; put o q; line put o- qp; put m l; put o n; line put o- nl; line made m- l; start -> 2 files are back.;  -OV_Backup/ovk0.tmp -journal -ovk1.tmp OV_Backup/OvBackup.ini=old PatchDll.ini=old
         head; put m f; put o c.ovp; line write om cf; start -> 1 files are back.;  -c.ovp -journal f=old
-        head; put m f; put o c.ovp; line swap om cf; start -> 0 files are back.;  -journal
         head; put m f; put o k.ovp; put o c; line restore om ckf; start -> 1 files are back.;  -c -k.ovp -journal +k=old f=old
         head; put o c.ovp; line remove o- cf; start -> 1 files are back.;  -c.ovp -journal +f=old
         head; put m f; put o c; put x .ovp4711_1.tmp; put x .ovp4712_1.tmp; line write om cf; start -> 1 files are back.;  -.ovp4711_1.tmp -c -journal f=old
         head; put m f; put o c; put x .ovp4711_1.tmp; line write om cf; put m s; line add m- s; start -> 2 files are back.;  -c -journal -sub/s f=old
         head; put x p; put o q; put x .ovp4711_1.tmp; line put o- qp; put m s; line add m- s; start -> 2 files are back.;  -.ovp4711_1.tmp -journal -ovk1.tmp -sub/s PatchDll.ini=old
-        head; put m f; put o c; line write om cf; line void; start -> 0 files are back.;  -journal
         head; put m f; put o c; line write om cf; text junk%20x%0A; start / calm; head; put m f; put o c; line write om cf; text junk%20x%0A%00; start -> 1 lines of journal cannot be read.; 1 files are back.;  -c -journal +journal.old=write,junk, f=old
         calm; head; put m f; put o c; line write om cf; put m s; line write om ks; put m e; line add m- e; start -> sub/s cannot be put back.; 2 files are back, 1 could not be put back.;  -c -journal -e +journal.old=write,write, f=old
         head; put o f; put p c; line write om cf; start -> 0 files are back.;  -c -journal
-        head; put o f; put p c; time -3 OV_Backup/1/2/c; line write om cf; start -> 0 files are back.;  -journal
         head; put o f; put p c; line write om cf; put m e; line add m- e; start -> 1 files are back.;  -journal -e
-        head; put m f; put o c; line write om cf; line drop -- c; line done; start -> it had told its result, what was left to tidy is done.;  -c -journal
+        head; put m f; put o c; line write om cf; line drop -- c; line done; start / head; put o c; line drop -- c; put r r; line result r; time -9 OV_Temp/OvResult.ini; start -> it had told its result, what was left to tidy is done.;  -c -journal
     )",
          starting);
 }
