@@ -60,7 +60,7 @@ TEST(Logger, DoesAsItsSettingsSay) {
     const std::pair<const char*, const char*> cases[] = {
         {"[Debug]\ncode_page=0\nextract_limit_size=16\nLevel=6\nhtml=2",
          "OV_Log/ OV_Log/KxuDump.txt<6><b><9> 1024d"},
-        {"code_page=0\nextract_limit_size=16\n[Debug]\nlog_mode=3", "OV_Log/ 16"},
+        {"code_page=0\nextract_limit_size=96\n[Debug]\nlog_mode=3", "OV_Log/ 96"},
         {"code_page=950\nextract_limit_size=-1\n[Debug]\nlog_mode=silent", "1024d"},
         {"code_page=-1\nextract_limit_size=4095x\n[Debug]\nLevel=10", "OV_Log/ 4095d"},
         {"[debug]\n;Level=9\nLEVEL = 7\n", "OV_Log/ OV_Log/KxuDump.txt<9> 1024d"},
