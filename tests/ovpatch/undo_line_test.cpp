@@ -169,7 +169,7 @@ TEST(CutOffRun, Outcomes) {
         text OvJ; start ->  -journal
         text mine; start -> journal is no journal.;  -journal +journal.old=mine
         head; start / head; put m f; put o c.ovp; line swap om cf; start / head; put m f; put o c; line write om cf; line void; start / head; put o f; put p c; time -3 OV_Backup/1/2/c; line write om cf; start -> 0 files are back.;  -journal
-        head; put x d/; text directory%20"d"%0A; start -> 0 files are back.;  -d/ -journal
+        head; put x d/; text directory%20"d"%0A; start -> 0 files are back.;  -journal -d/
         head; put m f; put o c; line write om cf; start / head; put m f; put o c; line write om cf; put r r; line result r; start -> 1 files are back.;  -c -journal f=old
         head; put x l; put o n; line put o- nl; line made m- l; start -> OV_Backup/OvBackup.ini was changed since, it stays.; 0 files are back, 1 could not be put back.;  -journal +journal.old=put,made,
         head; put m,x l; put o n; line put o- nl; start -> 1 files are back.;  -OV_Backup/ovk0.tmp -journal OV_Backup/OvBackup.ini=old
