@@ -84,7 +84,7 @@ TEST(UndoLine, Outcomes) {
         put x f; put e c; undo write -m cf / put m f; put e c; undo remove -- cf / put x f; put o c; undo remove o- cf -> changed f
         put x f; put m c; undo restore om ckf / put m f; put o c; time 1,-2 f; undo write om cf -> changed f
         put m x; link x f; undo add m f / put m x; link x f; undo write -m cf -> changed f | as-before
-        undo add m f / put o f; undo write om,oo cf / put o f; put x,p c; undo write om cf / put x c; put o f; undo write oa cf -> as-before
+        undo add m f / put o f; undo write om,oo cf / put o f; put x,p c; undo write om cf / put x c; put o f; undo write oa cf / put e x; link x c; undo write -m cf -> as-before
         put o f; put p,m c; time -3 c; undo write om cf copy / put o f; put p x; link x c; undo write om cf copy -> as-before
         put o f; put m k; undo restore om ckf / put m c; put o f; undo swap om cf / put a c; put o f; undo swap oa cf -> as-before
         put x c; put m f; undo swap om cf / put o c; put x f; undo swap om cf -> as-before

@@ -74,7 +74,6 @@ bool isAbsolute(const char* path) {
 }  // namespace
 
 void setRoot(const char* workingDirectory, PathRoot* root) {
-    root->directory[0] = '\0';
     if (platform::workingDirectory(root->directory, sizeof root->directory) &&
         std::strcmp(root->directory, workingDirectory) == 0) {
         root->directory[0] = '\0';

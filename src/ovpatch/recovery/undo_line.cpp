@@ -84,7 +84,7 @@ Undone undoNew(const Change& change, const UndoHints& hints) {
         if (!discardFile(change.file)) return failed(change.file);
         outcome = BACK;
     }
-    const bool ours = copy.isFile && (copy.size == 0 || hints.mayBePart);
+    const bool ours = copy.isFile && !copy.isLink && (copy.size == 0 || hints.mayBePart);
     return !ours || discardFile(change.copy) ? outcome : failed(change.copy);
 }
 
