@@ -223,7 +223,7 @@ class Others(Runs):
             results = {path: entry.content for path, entry in outcome.tree.items() if path.endswith("OvResult.ini")}
             expected = {} if base is None else {base + "OV_Temp/OvResult.ini": b"result=0\n"}
             told = any(b"\nOvPatch: CatURIWithFile: failed.\n\nInfo" in entry.content for entry in outcome.tree.values() if entry)
-            self.assertEqual((outcome.exit, results, told), (status, expected, line.endswith('cde"')), line)
+            self.assertEqual((outcome.exit, results, told), (status, expected, line.endswith('cde"') and not WINDOWS), line)
 
     def test_two_runs(self):
         """The second waits, with nothing done, for as long as the first one's agent takes."""
