@@ -39,8 +39,7 @@ const char* openModeText(std::uint32_t mode) {
 
 }  // namespace
 
-FileStream::FileStream(const char* fileName, std::uint32_t mode)
-    : state_(0), file_(nullptr) {
+FileStream::FileStream(const char* fileName, std::uint32_t mode) : state_(0), file_(nullptr) {
     open(fileName, mode);
 }
 

@@ -116,7 +116,7 @@ TEST(Posix, OutcomesOnPermissionsAndNames) {
         own file 01; swap,copy,back other file; owner file -> 1
         swap missing,list,pipe,file file / swap file missing,list,pipe,sealed -> no
         own file 11; chmod other 4755; back other file -> ok -other file=new:755
-        back pipe file / back other pipe -> 5
+        back pipe file / back other pipe / new,save other list,pipe -> 5
         chmod file 4644,2644,1644; move file new / own file 11; move file new,other / own other 11; move file other -> no
         hard two file; move file,two new / hard two file; hard three file; move file two -> no
         move file file,list/../file / hard two file; move file file,list/../file / hard two file; put file.ovp kept; move file two -> no
