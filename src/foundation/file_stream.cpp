@@ -39,12 +39,13 @@ const char* openModeText(std::uint32_t mode) {
 
 }  // namespace
 
-FileStream::FileStream(const char* fileName, std::uint32_t mode) : state_(0), file_(nullptr) {
+FileStream::FileStream(const char* fileName, std::uint32_t mode)
+    : state_(0), file_(nullptr), ownsFile_(true) {
     open(fileName, mode);
 }
 
 FileStream::~FileStream() {
-    close();
+    if (ownsFile_) close();
 }
 
 void FileStream::open(const char* fileName, std::uint32_t mode) {
@@ -55,6 +56,7 @@ void FileStream::open(const char* fileName, std::uint32_t mode) {
         state_ = STATE_FAIL;
         return;
     }
+    ownsFile_ = true;
     state_ = 0;
     if ((mode & MODE_ATE) != 0 && std::fseek(file_, 0, SEEK_END) != 0) close();
 }

@@ -48,6 +48,7 @@ public:
 protected:
     std::uint32_t state_;
     std::FILE* file_;  // null when nothing is open
+    bool ownsFile_;
 };
 
 // A stream to read from.

@@ -1,7 +1,6 @@
 """Whole runs: the situations of rows.txt and the transcripts, judged by the oracle, and how runs begin and meet."""
 import itertools
 import os
-import random
 import re
 import string
 import subprocess
@@ -311,22 +310,6 @@ class Others(Runs):
             self.check([complaint for complaint in judge(tree, outcome, result, self.device.decode)
                         if not complaint.startswith(("a record of process", "the log's end")[:1 + level // 9])], outcome)
             self.assertIn(line, outcome.log)
-
-    def test_there_and_back(self):
-        """Random trees: two updates, then a rollback, which gives back what was between them."""
-        chance = random.Random(1)
-        names = [directory + name for directory in ("", "a/", "a/b/", "c d/") for name in ("x", "y.bin", "z")]
-        for generation in (0, 1) * 6:
-            story = Story(ENGINE, {**PRODUCT, "destination": "dst2"}, generation=generation)
-            tree = story.tree()
-            for _ in range(2):
-                for place in ("dst", "dst2", "base/OV_Temp/2/31", "base/OV_Temp/1/2"):
-                    for name in chance.sample(names, 5):
-                        mode = 0o644 if WINDOWS else chance.choice((0o644, 0o600, 0o755))
-                        tree[f"{place}/{name}"] = file(chance.randbytes(chance.choice((0, 1, 999, 70000))), mode)
-                tree = with_directories(tree)
-                self.check(judge_again(self.device, story, tree))
-                tree = self.judged(tree).tree
 
 
 if __name__ == "__main__":

@@ -141,8 +141,13 @@ inline std::string device(const TempTree& tree, const Words& words) {
     static const std::map<int, std::string> numbers = {{EIO, "1117"},   {ENOMEM, "8"}, {EMFILE, "4"},
                                                        {ENFILE, "4"},   {EPERM, "5"},  {EACCES, "5"},
                                                        {ENOSPC, "112"}, {EXDEV, "17"}};
-    // 31 tells of a question that is forbidden, 3 and 5 of what was asked thereafter.
-    static const std::set<std::string> failures = {"no", "3", "5", "31", "yes", "link yes"};
+    // What is no number tells no more; 31 tells of a question that is forbidden, 3 and 5 of what was asked
+    // thereafter.
+    static const std::map<std::string, std::set<std::string>> failures = {
+        {"state", {"yes", "link yes"}}, {"move", {"no"}}, {"swap", {"no"}}, {"reswap", {"no"}}};
+    const auto known = failures.find(words[0]);
+    const std::set<std::string> failed =
+        known != failures.end() ? known->second : std::set<std::string>{"3", "5", "31"};
     const State before = stateOf(tree);
     for (int n = firstFault;; ++n) {
         if (n >= 0) failCall(n);
@@ -151,7 +156,7 @@ inline std::string device(const TempTree& tree, const Words& words) {
         answer += change(before, stateOf(tree));
         const auto number = numbers.find(fault);
         // What a host does not have is done otherwise.
-        if (fault != 0 && failures.count(answer) != 0 && (fault != ENOSYS || answer == "no")) continue;
+        if (fault != 0 && failed.count(answer) != 0 && (fault != ENOSYS || answer == "no")) continue;
         // A new file to append to stays.
         const std::string told = words[0] == "open" ? answer.substr(0, answer.find(" +new=")) : answer;
         if (number != numbers.end() && told == number->second) continue;
